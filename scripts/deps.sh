@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that Tapisol needs.
+#   scripts/deps.sh          build and run
+#   scripts/deps.sh --test   build, run and the whole test suite
+# Packages already present are not asked for again, so a second run costs nothing.
+set -euo pipefail
+
+build_packages=(
+    cmake ninja-build g++ pkg-config clang-format
+    qt6-base-dev qt6-base-dev-tools qt6-multimedia-dev qt6-svg-dev
+    qt6-image-formats-plugins qt6-qpa-plugins qt6-wayland
+    libsqlitecpp-dev libsqlite3-dev
+    libxcb1-dev libxcb-keysyms1-dev
+    libheif-dev libwmf-dev libemf2svg-dev
+    gstreamer1.0-plugins-good gstreamer1.0-plugins-base
+    xdg-utils
+)
+test_packages=(
+    xvfb xauth trayer xdotool x11-utils x11-xserver-utils imagemagick sqlite3
+    dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
+    procps psmisc
+)
+
+wanted=("${build_packages[@]}")
+if [[ "${1:-}" == "--test" ]]; then
+    wanted+=("${test_packages[@]}")
+fi
+
+missing=()
+for pkg in "${wanted[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then
+        missing+=("$pkg")
+    fi
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo_cmd=()
+[[ $(id -u) -ne 0 ]] && sudo_cmd=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+"${sudo_cmd[@]}" apt-get update -q
+"${sudo_cmd[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}"

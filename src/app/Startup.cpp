@@ -1,0 +1,196 @@
+#include "Startup.h"
+
+#include "AppPaths.h"
+#include "AppState.h"
+#include "ClsRegistry.h"
+#include "ErrorReport.h"
+#include "FrmTrace.h"
+#include "InterfaceTexts.h"
+#include "SignalWatcher.h"
+#include "SingleInstance.h"
+#include "Trace.h"
+#include "UnloadAll.h"
+
+#include <QApplication>
+#include <QAudioDevice>
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QMediaDevices>
+#include <QMessageBox>
+#include <QTimer>
+
+Startup::Startup(QObject* parent)
+    : QObject(parent)
+{ }
+
+Startup::~Startup()
+{
+    Trace::closeView();
+    delete m_traceWindow;
+}
+
+QString Startup::settleLanguage(const QString& configured)
+{
+    const QString code = configured.trimmed().toUpper();
+    if (code.isEmpty() || !InterfaceTexts::languageExists(code)) {
+        TAPISOL_TRACE(QStringLiteral("M1 Langue '") + configured + QStringLiteral("' absente, FRA utilisée"));
+        return QStringLiteral("FRA");
+    }
+    return code;
+}
+
+QString Startup::helpFileFor(const QString& languageCode)
+{
+    const QString base = AppPaths::readOnlyDataDir() + QStringLiteral("help/");
+    const QString page = base + languageCode + QStringLiteral("/index.html");
+    if (QFileInfo::exists(page))
+        return page;
+    TAPISOL_TRACE(QStringLiteral("M1 Aide ") + page + QStringLiteral(" absente, aide FRA utilisée"));
+    return base + QStringLiteral("FRA/index.html");
+}
+
+int Startup::run(const QStringList& arguments)
+{
+    AppState& state = appState();
+
+    // 2. Switches, from everything after the program's name.
+    const QString commandLine = arguments.mid(1).join(QLatin1Char(' ')).toLower();
+    parseSwitches(commandLine, state);
+    Trace::setViewFactory([this]() -> TraceView* {
+        m_traceWindow = new FrmTrace;
+        m_traceWindow->show();
+        return m_traceWindow;
+    });
+
+    // 3. Session header.
+    if (state.trace)
+        writeSessionHeader(commandLine);
+
+    // 4. Interface language.
+    ClsRegistry& settings = registry();
+    state.languageCode = settleLanguage(settings.get(SettingNo::Langue).toString());
+    interfaceTexts().load(state.languageCode);
+
+    // 5. A folder value of older versions, removed on every start.
+    if (settings.valueExists(SettingGroup::Parametres, QStringLiteral("OnHelpDir")))
+        settings.deleteValue(SettingGroup::Parametres, QStringLiteral("OnHelpDir"));
+
+    // 6. Monitors.
+    m_monitors.refresh();
+
+    // 7. One instance only.
+    if (refuseSecondInstance())
+        return 1;
+
+    // 8. Help file.
+    state.helpFile = helpFileFor(state.languageCode);
+
+    // 9. Sound output.
+    testSoundCard();
+
+    // 10. Where the program runs from, for the companion programs.
+    recordInstallDir();
+
+    // 11. The database joins here once it exists.
+
+    // 12.
+    TAPISOL_TRACE(QStringLiteral("M1 Load Systray Form"));
+
+    // 13. Messages from companion programs and `tapisol --command`.
+    m_instance->setHandler([this](const QString& name, const QString& argument) { return onMessage(name, argument); });
+
+    // 14. The tray form joins here; until then the program waits in its event loop.
+    m_signals = new SignalWatcher(this);
+    connect(m_signals, &SignalWatcher::terminationRequested, this, [this](int number) {
+        TAPISOL_TRACE(QStringLiteral("M1 Signal ") + QString::number(number));
+        shutdown();
+    });
+    if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        connect(app, &QGuiApplication::commitDataRequest, this, [this] { shutdown(); });
+    return -1;
+}
+
+void Startup::writeSessionHeader(const QString& commandLine)
+{
+    const QString stars = QStringLiteral("*-----------------------------------------*");
+    Trace::write(QString());
+    Trace::write(stars);
+    Trace::write(QStringLiteral("New session started at : ")
+        + QDateTime::currentDateTime().toString(QStringLiteral("dd/MM/yyyy HH:mm:ss")));
+    Trace::write(stars);
+    Trace::write(QStringLiteral("M1 Start ") + commandLine);
+}
+
+bool Startup::refuseSecondInstance()
+{
+    m_instance = std::make_unique<SingleInstance>();
+    QString error;
+    const SingleInstance::Claim claim = m_instance->claim(&error);
+    if (claim == SingleInstance::Claim::Acquired)
+        return false;
+    if (claim == SingleInstance::Claim::AlreadyRunning) {
+        QMessageBox::critical(nullptr, programTitle(), programTitle() + QLatin1Char(' ') + langText(311));
+    } else {
+        // Without its lock and socket the program could neither be reached nor kept single.
+        TAPISOL_TRACE(QStringLiteral("M1 Instance ") + error);
+        QMessageBox::critical(nullptr, programTitle(), programTitle() + QStringLiteral(": ") + error);
+    }
+    return true;
+}
+
+void Startup::testSoundCard()
+{
+    TAPISOL_TRACE(QStringLiteral("M1 Sound Card Test"));
+    appState().soundCard = !QMediaDevices::audioOutputs().isEmpty();
+}
+
+void Startup::recordInstallDir()
+{
+    ClsRegistry& settings = registry();
+    const QString running = QDir::cleanPath(AppPaths::programDir());
+    if (QDir::cleanPath(settings.get(SettingNo::InstallDir).toString()) != running)
+        settings.set(SettingNo::InstallDir, running);
+}
+
+QString Startup::onMessage(const QString& name, const QString& argument)
+{
+    if (name == QLatin1String(SingleInstance::Command))
+        return runCommand(argument.toInt());
+    TAPISOL_TRACE(QStringLiteral("M1 Message ") + name + QLatin1Char(' ') + argument);
+    return {};
+}
+
+QString Startup::runCommand(int command)
+{
+    if (command < 0 || command > LastCommand)
+        return langText(2207).arg(command);
+    // Run after the reply has gone out, so `tapisol --command 17` hears back before we end.
+    QTimer::singleShot(0, this, [this, command] {
+        if (m_dispatcher) {
+            m_dispatcher(command);
+            return;
+        }
+        TAPISOL_TRACE(QStringLiteral("Sy ActionMenu ") + QString::number(command));
+        if (command == LastCommand)
+            shutdown();
+    });
+    return {};
+}
+
+void Startup::shutdown()
+{
+    if (m_shuttingDown)
+        return;
+    m_shuttingDown = true;
+    errorHandler().setQuitting(true);
+    unloadAllForms();
+    releaseRegistry();
+    if (m_traceWindow) {
+        TAPISOL_TRACE(QStringLiteral("FP Unload Trace, Frm=") + m_traceWindow->objectName());
+        Trace::closeView();
+        m_traceWindow->close();
+    }
+    emit finished();
+    QCoreApplication::quit();
+}

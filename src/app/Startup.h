@@ -1,0 +1,70 @@
+#pragma once
+
+#include "ClsMonitor.h"
+
+#include <QObject>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+
+class SingleInstance;
+class SignalWatcher;
+class FrmTrace;
+
+// The program's start-up sequence and its orderly ending.
+//
+// run() takes the fourteen start-up steps in order; the program then lives in the event loop
+// until the Exit command, SIGTERM/SIGINT/SIGHUP or the end of the desktop session calls
+// shutdown(), which unloads every form, writes the settings and ends the loop.
+class Startup : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Startup(QObject* parent = nullptr);
+    ~Startup() override;
+
+    /// Runs the start-up steps. Returns -1 when the program goes on into the event loop,
+    /// otherwise the exit code of an early end (second instance, unusable runtime folder).
+    int run(const QStringList& arguments);
+
+    /// Runs one numbered command as the menu and `--command` do. Returns an empty text, or why
+    /// the command was refused.
+    QString runCommand(int command);
+
+    /// Ends the program through the unload sequence; safe to call more than once.
+    void shutdown();
+
+    /// Replaces what runs a command (the tray shell installs its dispatcher here).
+    void setCommandDispatcher(std::function<void(int)> dispatcher) { m_dispatcher = std::move(dispatcher); }
+
+    ClsMonitor& monitors() { return m_monitors; }
+
+    /// The interface language settled from the `Langue` setting: trimmed, "FRA" when empty or
+    /// when no language file exists for it.
+    static QString settleLanguage(const QString& configured);
+
+    /// The help page for a language, the French one when that language has none.
+    static QString helpFileFor(const QString& languageCode);
+
+    static constexpr int LastCommand = 17;
+
+signals:
+    /// Emitted once the unload sequence has run; the event loop ends right after.
+    void finished();
+
+private:
+    void writeSessionHeader(const QString& commandLine);
+    bool refuseSecondInstance();
+    void testSoundCard();
+    void recordInstallDir();
+    QString onMessage(const QString& name, const QString& argument);
+
+    ClsMonitor m_monitors;
+    std::unique_ptr<SingleInstance> m_instance;
+    SignalWatcher* m_signals = nullptr;
+    std::function<void(int)> m_dispatcher;
+    FrmTrace* m_traceWindow = nullptr;
+    bool m_shuttingDown = false;
+};

@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Runs a command inside its own Xvfb display and D-Bus session, then tears both down.
+#   with-display.sh [--tray] command args...
+# --tray also starts trayer, a real XEmbed notification-area host.
+# -displayfd lets Xvfb pick a free display itself, so parallel tests never race for a number.
+set -euo pipefail
+
+with_tray=0
+if [[ "${1:-}" == "--tray" ]]; then
+    with_tray=1
+    shift
+fi
+
+tmp=$(mktemp -d)
+cleanup() {
+    [[ -n "${tray_pid:-}" ]] && kill "$tray_pid" 2>/dev/null || true
+    [[ -n "${xvfb_pid:-}" ]] && kill "$xvfb_pid" 2>/dev/null || true
+    wait 2>/dev/null || true
+    rm -rf "$tmp"
+}
+trap cleanup EXIT
+
+exec 5>"$tmp/display"
+Xvfb -displayfd 5 -screen 0 1280x800x24 -nolisten tcp -noreset >"$tmp/xvfb.log" 2>&1 &
+xvfb_pid=$!
+for _ in $(seq 100); do
+    [[ -s "$tmp/display" ]] && break
+    sleep 0.05
+done
+exec 5>&-
+if [[ ! -s "$tmp/display" ]]; then
+    echo "with-display: Xvfb did not start" >&2
+    cat "$tmp/xvfb.log" >&2
+    exit 1
+fi
+export DISPLAY=":$(head -n1 "$tmp/display")"
+export QT_QPA_PLATFORM=xcb
+unset WAYLAND_DISPLAY
+
+if [[ $with_tray -eq 1 ]]; then
+    trayer --edge top --align right --widthtype pixel --width 200 --height 32 >"$tmp/trayer.log" 2>&1 &
+    tray_pid=$!
+fi
+
+dbus-run-session -- "$@"
