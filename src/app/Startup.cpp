@@ -4,12 +4,12 @@
 #include "AppState.h"
 #include "ClsRegistry.h"
 #include "ErrorReport.h"
+#include "FrmSysTray.h"
 #include "FrmTrace.h"
 #include "InterfaceTexts.h"
 #include "SignalWatcher.h"
 #include "SingleInstance.h"
 #include "Trace.h"
-#include "UnloadAll.h"
 
 #include <QApplication>
 #include <QAudioDevice>
@@ -27,6 +27,7 @@ Startup::Startup(QObject* parent)
 Startup::~Startup()
 {
     Trace::closeView();
+    delete m_tray;
     delete m_traceWindow;
 }
 
@@ -53,6 +54,15 @@ QString Startup::helpFileFor(const QString& languageCode)
 int Startup::run(const QStringList& arguments)
 {
     AppState& state = appState();
+    // From the very start, a termination request waits for the event loop and then ends the
+    // program in order, instead of killing it in the middle of a step.
+    m_signals = new SignalWatcher(this);
+    connect(m_signals, &SignalWatcher::terminationRequested, this, [this](int number) {
+        TAPISOL_TRACE(QStringLiteral("M1 Signal ") + QString::number(number));
+        shutdown();
+    });
+    if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
+        connect(app, &QGuiApplication::commitDataRequest, this, [this] { shutdown(); });
 
     // 2. Switches, from everything after the program's name.
     const QString commandLine = arguments.mid(1).join(QLatin1Char(' ')).toLower();
@@ -100,14 +110,8 @@ int Startup::run(const QStringList& arguments)
     // 13. Messages from companion programs and `tapisol --command`.
     m_instance->setHandler([this](const QString& name, const QString& argument) { return onMessage(name, argument); });
 
-    // 14. The tray form joins here; until then the program waits in its event loop.
-    m_signals = new SignalWatcher(this);
-    connect(m_signals, &SignalWatcher::terminationRequested, this, [this](int number) {
-        TAPISOL_TRACE(QStringLiteral("M1 Signal ") + QString::number(number));
-        shutdown();
-    });
-    if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
-        connect(app, &QGuiApplication::commitDataRequest, this, [this] { shutdown(); });
+    // 14. The tray form owns the program's life from here.
+    loadTrayForm();
     return -1;
 }
 
@@ -153,6 +157,15 @@ void Startup::recordInstallDir()
         settings.set(SettingNo::InstallDir, running);
 }
 
+void Startup::loadTrayForm()
+{
+    FrmSysTray::Parts parts;
+    parts.monitors = &m_monitors;
+    m_tray = new FrmSysTray(parts);
+    connect(m_tray, &FrmSysTray::unloaded, this, &Startup::finish);
+    m_tray->load();
+}
+
 QString Startup::onMessage(const QString& name, const QString& argument)
 {
     if (name == QLatin1String(SingleInstance::Command))
@@ -167,24 +180,27 @@ QString Startup::runCommand(int command)
         return langText(2207).arg(command);
     // Run after the reply has gone out, so `tapisol --command 17` hears back before we end.
     QTimer::singleShot(0, this, [this, command] {
-        if (m_dispatcher) {
-            m_dispatcher(command);
-            return;
-        }
-        TAPISOL_TRACE(QStringLiteral("Sy ActionMenu ") + QString::number(command));
-        if (command == LastCommand)
-            shutdown();
+        if (m_tray)
+            m_tray->dispatcher().run(command);
     });
     return {};
 }
 
 void Startup::shutdown()
 {
+    // The same road as the Exit command: the tray form's unload sequence, then finish().
+    if (m_tray)
+        m_tray->exitProgram();
+    else
+        finish();
+}
+
+void Startup::finish()
+{
     if (m_shuttingDown)
         return;
     m_shuttingDown = true;
     errorHandler().setQuitting(true);
-    unloadAllForms();
     releaseRegistry();
     if (m_traceWindow) {
         TAPISOL_TRACE(QStringLiteral("FP Unload Trace, Frm=") + m_traceWindow->objectName());
@@ -192,5 +208,6 @@ void Startup::shutdown()
         m_traceWindow->close();
     }
     emit finished();
-    QCoreApplication::quit();
+    // Queued, so that an end requested before the event loop runs still ends it.
+    QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
 }

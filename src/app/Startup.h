@@ -5,11 +5,11 @@
 #include <QObject>
 #include <QStringList>
 
-#include <functional>
 #include <memory>
 
 class SingleInstance;
 class SignalWatcher;
+class FrmSysTray;
 class FrmTrace;
 
 // The program's start-up sequence and its orderly ending.
@@ -36,10 +36,8 @@ public:
     /// Ends the program through the unload sequence; safe to call more than once.
     void shutdown();
 
-    /// Replaces what runs a command (the tray shell installs its dispatcher here).
-    void setCommandDispatcher(std::function<void(int)> dispatcher) { m_dispatcher = std::move(dispatcher); }
-
     ClsMonitor& monitors() { return m_monitors; }
+    FrmSysTray* trayForm() const { return m_tray; }
 
     /// The interface language settled from the `Langue` setting: trimmed, "FRA" when empty or
     /// when no language file exists for it.
@@ -60,11 +58,13 @@ private:
     void testSoundCard();
     void recordInstallDir();
     QString onMessage(const QString& name, const QString& argument);
+    void loadTrayForm();
+    void finish();
 
     ClsMonitor m_monitors;
     std::unique_ptr<SingleInstance> m_instance;
     SignalWatcher* m_signals = nullptr;
-    std::function<void(int)> m_dispatcher;
+    FrmSysTray* m_tray = nullptr;
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
 };

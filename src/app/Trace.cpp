@@ -62,9 +62,10 @@ void write(const QString& line)
         appendToFile(fileName, line);
         if (!silent && w.view) {
             w.view->appendLine(line);
-            // Let the trace window repaint during long operations; user input waits until the
-            // caller is back in the event loop.
-            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+            // Let the trace window repaint during long operations. User input, signals and
+            // messages from other processes wait until the caller is back in the event loop:
+            // running an Exit in the middle of a start-up step would leave half an object.
+            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::ExcludeSocketNotifiers);
         }
     } catch (...) {
         // Tracing never fails towards its caller: the line is lost.

@@ -1,19 +1,11 @@
 #!/usr/bin/env bash
 # Runs a command inside its own Xvfb display and D-Bus session, then tears both down.
-#   with-display.sh [--tray] command args...
-# --tray also starts trayer, a real XEmbed notification-area host.
+#   with-display.sh command args...
 # -displayfd lets Xvfb pick a free display itself, so parallel tests never race for a number.
 set -euo pipefail
 
-with_tray=0
-if [[ "${1:-}" == "--tray" ]]; then
-    with_tray=1
-    shift
-fi
-
 tmp=$(mktemp -d)
 cleanup() {
-    [[ -n "${tray_pid:-}" ]] && kill "$tray_pid" 2>/dev/null || true
     [[ -n "${xvfb_pid:-}" ]] && kill "$xvfb_pid" 2>/dev/null || true
     wait 2>/dev/null || true
     rm -rf "$tmp"
@@ -36,10 +28,5 @@ fi
 export DISPLAY=":$(head -n1 "$tmp/display")"
 export QT_QPA_PLATFORM=xcb
 unset WAYLAND_DISPLAY
-
-if [[ $with_tray -eq 1 ]]; then
-    trayer --edge top --align right --widthtype pixel --width 200 --height 32 >"$tmp/trayer.log" 2>&1 &
-    tray_pid=$!
-fi
 
 dbus-run-session -- "$@"

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+
+class QMediaPlayer;
+
+// The program's one place for playing sounds: a list of files played one after the other at a
+// volume from 0 to 100. Quiet-all stops everything at once and keeps new sounds silent until it
+// is lifted. Without a sound output, playing does nothing.
+class SoundService : public QObject
+{
+    Q_OBJECT
+
+public:
+    static SoundService& instance();
+
+    /// Plays `files` in turn from the one at `startIndex`; false when muted or nothing to play.
+    bool play(const QStringList& files, int startIndex = 0, int volume = 100);
+
+    /// Stops every sound playing now.
+    void stopAll();
+
+    void setQuietAll(bool quiet);
+    bool quietAll() const { return m_quietAll; }
+    bool isPlaying() const;
+
+private:
+    SoundService() = default;
+    void playNext();
+
+    QMediaPlayer* m_player = nullptr;
+    QStringList m_queue;
+    bool m_quietAll = false;
+};

@@ -1,0 +1,406 @@
+#include "FrmSysTray.h"
+
+#include "AppPaths.h"
+#include "AppState.h"
+#include "Clock.h"
+#include "ClsMonitor.h"
+#include "ClsRegistry.h"
+#include "FrmAbout.h"
+#include "InterfaceTexts.h"
+#include "SoundService.h"
+#include "Trace.h"
+#include "TrayMenuModel.h"
+#include "UnloadAll.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QCursor>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QMenu>
+#include <QProcess>
+#include <QScreen>
+#include <QStandardPaths>
+#include <QUrl>
+
+namespace {
+
+// Auto mode at start is what the user left at the last exit; it is not one of the numbered settings.
+const QString AutoModeValue = QStringLiteral("ModeAuto");
+// Where the translation tool can be had when it is not installed beside the program.
+const QString TranslationPage = QStringLiteral("https://tapisol.orvenne.org/traduction");
+// The windows a left click on the icon brings forward.
+const char* const RaisedForms[] = {"FrmNotes", "FrmAssistSon", "FrmParam", "FrmAgenda"};
+
+QString yesNo(bool value)
+{
+    return value ? QStringLiteral("Vrai") : QStringLiteral("Faux");
+}
+
+} // namespace
+
+FrmSysTray::FrmSysTray(Parts parts, QWidget* parent)
+    : QWidget(parent)
+    , m_parts(std::move(parts))
+{
+    setObjectName(QStringLiteral("FrmSysTray"));
+    if (!m_parts.wallpaper)
+        m_parts.wallpaper = &m_noWallpaper;
+    if (!m_parts.alarms)
+        m_parts.alarms = &m_noAlarms;
+    if (!m_parts.chime)
+        m_parts.chime = &m_noChime;
+    m_second = std::make_unique<SecondDispatcher>(SecondDispatcher::Parts {
+        this, m_parts.wallpaper, m_parts.alarms, m_parts.chime, &m_schedule, [this] { return intervalMinutes(); }});
+    installCommands();
+}
+
+FrmSysTray::~FrmSysTray() = default;
+
+void FrmSysTray::load()
+{
+    TAPISOL_TRACE(QStringLiteral("SY, Begin"));
+    setWindowTitle(QStringLiteral("OrvenneTapisolSystray"));
+
+    putIconInTray();
+    TAPISOL_TRACE(QStringLiteral("FP Gradient"));
+    TAPISOL_TRACE(QStringLiteral("SY Set Languages"));
+
+    // The player is not installed as a system screen saver on Linux: the desktop runs its own.
+    const QString player = AppPaths::programDir() + QStringLiteral("defilor");
+    TAPISOL_TRACE(QStringLiteral("SY Load ") + player
+        + (QFileInfo::exists(player) ? QStringLiteral(" existe.") : QStringLiteral(" n'existe pas.")));
+    TAPISOL_TRACE(QStringLiteral("SY Load SCR, pas d'économiseur à mettre à jour sous Linux."));
+
+    if (registry().get(SettingNo::Splash).toInt() != 0)
+        TAPISOL_TRACE(QStringLiteral("SY SplashScreen"));
+    TAPISOL_TRACE(QStringLiteral("SY LoadHKey "));
+
+    TAPISOL_TRACE(QStringLiteral("SY Load registry"));
+    const QVariant savedAuto = registry().rawValue(SettingGroup::Parametres, AutoModeValue);
+    const bool autoMode = !savedAuto.isValid() || savedAuto.toInt() != 0; // on for a first start
+
+    const QString folder = registry().get(SettingNo::Repertoire).toString();
+    TAPISOL_TRACE(QStringLiteral("Sy Charge TW OH=") + folder);
+    TAPISOL_TRACE(QStringLiteral("Sy TreeSearch=") + folder);
+
+    turnTimer(autoMode);
+    TAPISOL_TRACE(QStringLiteral("SY Rec Created"));
+    TAPISOL_TRACE(QStringLiteral("SY Unload SplashScreen"));
+
+    if (registry().get(SettingNo::StartChange).toInt() != 0) {
+        TAPISOL_TRACE(QStringLiteral("SY, Load Next WP"));
+        m_parts.wallpaper->changeToNext();
+    } else {
+        m_parts.wallpaper->reapply();
+    }
+
+    connect(&m_timerSecond, &QTimer::timeout, this, &FrmSysTray::timerSecondTick);
+    m_timerSecond.start(1000);
+    connect(&m_timerCloche, &QTimer::timeout, this, [this] { m_parts.chime->strike(); });
+    m_timerCloche.start(2000);
+    watchScreens();
+    m_loaded = true;
+    TAPISOL_TRACE(QStringLiteral("SY Load, End"));
+}
+
+void FrmSysTray::installCommands()
+{
+    m_dispatcher.setAction(1, [this] { turnTimer(!m_schedule.isOn()); });
+    m_dispatcher.setAction(2, [this] {
+        m_busy = true;
+        m_parts.wallpaper->changeToNext();
+        m_busy = false;
+        if (m_schedule.isOn())
+            m_schedule.restart(appClock().now(), intervalMinutes());
+    });
+    m_dispatcher.setAction(4, [this] {
+        QStringList arguments;
+        if (appState().trace)
+            arguments << QStringLiteral("/trace");
+        arguments << QStringLiteral("/tpdiaporama");
+        startCompanion(AppPaths::programDir() + QStringLiteral("defilor"), arguments);
+    });
+    m_dispatcher.setAction(9, [] {
+        SoundService& sounds = SoundService::instance();
+        sounds.setQuietAll(!sounds.quietAll());
+    });
+    m_dispatcher.setAction(11, [] { QDesktopServices::openUrl(QUrl::fromLocalFile(appState().helpFile)); });
+    m_dispatcher.setAction(12, [this] {
+        const QString tool = AppPaths::programDir() + QStringLiteral("Translation_Tool");
+        if (QFileInfo(tool).isExecutable())
+            startCompanion(tool, {});
+        else
+            QDesktopServices::openUrl(QUrl(TranslationPage));
+    });
+    m_dispatcher.setAction(14, [this] { showAbout(); });
+    m_dispatcher.setAction(15, [this] {
+        const QString picture = registry().get(SettingNo::CurrentWallPaper).toString();
+        const QString editor = QStandardPaths::findExecutable(QStringLiteral("ciselor"));
+        if (!editor.isEmpty()) {
+            QStringList arguments;
+            if (appState().trace)
+                arguments << QStringLiteral("/trace");
+            if (!picture.isEmpty())
+                arguments << QStringLiteral("/open:") + picture;
+            startCompanion(editor, arguments);
+        } else if (!picture.isEmpty()) {
+            QDesktopServices::openUrl(QUrl::fromLocalFile(picture));
+        }
+    });
+    m_dispatcher.setAction(16, [this] { startScreenSaver(); });
+    m_dispatcher.setAction(CommandDispatcher::Exit, [this] { exitProgram(); });
+}
+
+void FrmSysTray::turnTimer(bool on)
+{
+    TAPISOL_TRACE(QStringLiteral("SY TurnTimer ") + QString::number(on ? 1 : 0));
+    m_schedule.turn(on, appClock().now(), intervalMinutes());
+    registry().setRawValue(SettingGroup::Parametres, AutoModeValue, on ? -1 : 0);
+}
+
+int FrmSysTray::intervalMinutes() const
+{
+    return registry().get(SettingNo::Intervalle).toInt();
+}
+
+void FrmSysTray::timerSecondTick()
+{
+    keepIconDocked();
+    m_second->tick();
+}
+
+// --- the icon ---------------------------------------------------------------------------------
+
+void FrmSysTray::putIconInTray()
+{
+    if (!m_icon) {
+        QIcon icon(AppPaths::readOnlyDataDir() + QStringLiteral("icons/tapisol.svg"));
+        m_icon = new QSystemTrayIcon(icon, this);
+        m_icon->setToolTip(programTitle());
+        connect(m_icon, &QSystemTrayIcon::activated, this, &FrmSysTray::onActivated);
+        m_menu = new QMenu(this);
+        m_menu->setObjectName(QStringLiteral("MnuSysTray"));
+    }
+    m_iconDocked = QSystemTrayIcon::isSystemTrayAvailable();
+    if (!m_iconDocked) {
+        TAPISOL_TRACE(QStringLiteral("SY, Intray, ") + langText(2124));
+        return;
+    }
+    // Showing again is what docks the icon into a tray host that (re)appeared.
+    m_icon->hide();
+    m_icon->show();
+    TAPISOL_TRACE(QStringLiteral("SY, Intray, "));
+}
+
+void FrmSysTray::keepIconDocked()
+{
+    const bool available = QSystemTrayIcon::isSystemTrayAvailable();
+    if (available && !m_iconDocked)
+        putIconInTray(); // a tray host started, or restarted after a crash
+    else if (!available && m_iconDocked)
+        m_iconDocked = false;
+}
+
+void FrmSysTray::onActivated(QSystemTrayIcon::ActivationReason reason)
+{
+    switch (reason) {
+    case QSystemTrayIcon::Trigger:
+        raiseOpenForms();
+        break;
+    case QSystemTrayIcon::DoubleClick:
+        if (!m_busy)
+            m_dispatcher.run(registry().get(SettingNo::MenuOptionDefaut).toInt());
+        break;
+    case QSystemTrayIcon::Context:
+        if (!m_busy)
+            showContextMenu();
+        break;
+    default:
+        break;
+    }
+}
+
+void FrmSysTray::raiseOpenForms()
+{
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        for (const char* name : RaisedForms) {
+            if (widget->objectName() == QLatin1String(name) && widget->isVisible()) {
+                widget->raise();
+                widget->activateWindow();
+            }
+        }
+    }
+}
+
+void FrmSysTray::showContextMenu()
+{
+    TrayMenuState state;
+    state.autoMode = m_schedule.isOn();
+    state.projectDefined = registry().get(SettingNo::SourceProjetKey).toInt() != 0;
+    state.sourceIsProject = registry().get(SettingNo::SourceProjet).toInt() != 0;
+    state.agendaOnDesktop = m_agendaOnDesktop;
+    state.quietAll = SoundService::instance().quietAll();
+    const QList<TrayMenuEntry> entries
+        = buildTrayMenu(state, [](int number) { return registry().get(number).toInt(); });
+
+    m_menu->clear();
+    for (qsizetype index = 0; index < entries.size(); ++index) {
+        const TrayMenuEntry& entry = entries[index];
+        if (entry.isSeparator()) {
+            m_menu->addSeparator();
+            continue;
+        }
+        QString caption = langText(entry.captionNumber);
+        if (!entry.shortcutText.isEmpty())
+            caption += QLatin1Char('\t') + entry.shortcutText;
+        QAction* action = m_menu->addAction(caption);
+        action->setObjectName(entry.key);
+        action->setCheckable(entry.checkable);
+        action->setChecked(entry.checked);
+        const int command = entry.command;
+        connect(action, &QAction::triggered, this, [this, index, command] {
+            TAPISOL_TRACE(QStringLiteral("SY, MenuContext Action ") + QString::number(index));
+            m_dispatcher.run(command);
+        });
+    }
+    m_menu->popup(QCursor::pos());
+}
+
+// --- the one-second dispatcher's view ---------------------------------------------------------
+
+int FrmSysTray::loadedFormCount() const
+{
+    int count = 0;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        count += isLoadedForm(widget) ? 1 : 0;
+    return count;
+}
+
+bool FrmSysTray::aboutBoxOpen() const
+{
+    return m_aboutOpen;
+}
+
+void FrmSysTray::showSecondsLeft(qint64)
+{
+    // The settings dialog shows the countdown once it exists.
+}
+
+void FrmSysTray::setTipText(const QString& text)
+{
+    if (text == m_tip || !m_icon)
+        return;
+    m_tip = text;
+    m_icon->setToolTip(text);
+}
+
+void FrmSysTray::refreshCalendarClock()
+{
+    // The calendar window refreshes its clock line once it exists.
+}
+
+// --- commands that start other programs ---------------------------------------------------------
+
+void FrmSysTray::startCompanion(const QString& program, const QStringList& arguments)
+{
+    if (!QProcess::startDetached(program, arguments))
+        TAPISOL_TRACE(QStringLiteral("SY Lancement impossible de ") + program);
+}
+
+void FrmSysTray::startScreenSaver()
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.ScreenSaver"),
+        QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
+        QStringLiteral("SetActive"));
+    call << true;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 3000);
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return;
+    TAPISOL_TRACE(QStringLiteral("SY ScreenSaver D-Bus: ") + reply.errorMessage());
+    startCompanion(QStringLiteral("xdg-screensaver"), {QStringLiteral("activate")});
+}
+
+void FrmSysTray::showAbout()
+{
+    if (m_aboutOpen)
+        return;
+    m_aboutOpen = true;
+    FrmAbout about;
+    about.exec();
+    m_aboutOpen = false;
+}
+
+// --- screens ------------------------------------------------------------------------------------
+
+void FrmSysTray::watchScreens()
+{
+    m_screensSettle.setSingleShot(true);
+    m_screensSettle.setInterval(500); // a monitor switched on reports several changes in a row
+    connect(&m_screensSettle, &QTimer::timeout, this, &FrmSysTray::onScreensChanged);
+    auto watch = [this](QScreen* screen) {
+        connect(screen, &QScreen::geometryChanged, &m_screensSettle, qOverload<>(&QTimer::start));
+        connect(screen, &QScreen::availableGeometryChanged, &m_screensSettle, qOverload<>(&QTimer::start));
+    };
+    for (QScreen* screen : QGuiApplication::screens())
+        watch(screen);
+    connect(qApp, &QGuiApplication::screenAdded, this, [this, watch](QScreen* screen) {
+        watch(screen);
+        m_screensSettle.start();
+    });
+    connect(qApp, &QGuiApplication::screenRemoved, &m_screensSettle, qOverload<>(&QTimer::start));
+}
+
+void FrmSysTray::onScreensChanged()
+{
+    if (m_parts.monitors)
+        m_parts.monitors->refresh();
+    TAPISOL_TRACE(QStringLiteral("SY Monitors ") + QString::number(m_parts.monitors ? m_parts.monitors->count() : 0));
+    m_parts.wallpaper->monitorsChanged();
+}
+
+// --- the guarded exit ---------------------------------------------------------------------------
+
+void FrmSysTray::exitProgram()
+{
+    m_quitting = true;
+    m_unloadAllowed = true;
+    close();
+}
+
+void FrmSysTray::closeEvent(QCloseEvent* event)
+{
+    TAPISOL_TRACE(QStringLiteral("SY, QueryUnload"));
+    TAPISOL_TRACE(QStringLiteral("SY, Unload Form OnLoad=") + yesNo(m_loaded));
+    if (!(m_quitting && m_unloadAllowed)) {
+        TAPISOL_TRACE(QStringLiteral("SY, Unload Form 'Not UnloadForm' -> Cancel=True"));
+        event->ignore();
+        return;
+    }
+    event->accept();
+    unloadSequence();
+}
+
+void FrmSysTray::unloadSequence()
+{
+    if (m_unloaded)
+        return;
+    m_unloaded = true;
+    m_timerSecond.stop();
+    m_timerCloche.stop();
+    TAPISOL_TRACE(QStringLiteral("SY, Unload UnHook"));
+    TAPISOL_TRACE(QStringLiteral("SY, Unload Registry Write"));
+    registry().setRawValue(SettingGroup::Parametres, AutoModeValue, m_schedule.isOn() ? -1 : 0);
+    registry().sync();
+    TAPISOL_TRACE(QStringLiteral("SY, Unload Close"));
+    if (m_parts.closeDatabase)
+        m_parts.closeDatabase();
+    TAPISOL_TRACE(QStringLiteral("SY, Unload Clear"));
+    SoundService::instance().stopAll();
+    if (m_icon)
+        m_icon->hide();
+    unloadAllForms();
+    emit unloaded();
+}

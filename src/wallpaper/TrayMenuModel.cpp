@@ -1,0 +1,79 @@
+#include "TrayMenuModel.h"
+
+#include "HotkeyText.h"
+#include "SettingsTable.h"
+
+namespace {
+
+TrayMenuEntry item(const char* key, int caption, int command)
+{
+    TrayMenuEntry entry;
+    entry.key = QLatin1String(key);
+    entry.captionNumber = caption;
+    entry.command = command;
+    return entry;
+}
+
+TrayMenuEntry separator()
+{
+    TrayMenuEntry entry;
+    entry.key = QStringLiteral("-");
+    return entry;
+}
+
+TrayMenuEntry check(int caption, int command, bool checked)
+{
+    TrayMenuEntry entry = item("", caption, command);
+    entry.checkable = true;
+    entry.checked = checked;
+    return entry;
+}
+
+// The quick-access caption names the source that a click switches to.
+int quickCaption(const TrayMenuState& state)
+{
+    if (!state.projectDefined)
+        return 370;
+    return state.sourceIsProject ? 383 : 375;
+}
+
+} // namespace
+
+QList<TrayMenuEntry> buildTrayMenu(const TrayMenuState& state, const SettingReader& setting)
+{
+    auto withHotkey = [&setting](TrayMenuEntry entry, int modNumber, int codeNumber) {
+        entry.shortcutText = hotkeyText(setting(modNumber), setting(codeNumber));
+        return entry;
+    };
+    using namespace SettingNo;
+
+    TrayMenuEntry help = item("Help", 380, 11);
+    help.shortcutText = QStringLiteral("F1");
+
+    // Auto mode on offers to stop it; off offers to start it.
+    const TrayMenuEntry autoEntry = state.autoMode ? item("AutoOff", 366, 1) : item("AutoOn", 367, 1);
+
+    return {
+        withHotkey(item("Param", 363, 0), HKParamMod, HKParamCode),
+        withHotkey(autoEntry, HKAutoMod, HKAutoCode),
+        withHotkey(item("Next", 369, 2), HKNextWallMod, HKNextWallCode),
+        withHotkey(item("Quick", quickCaption(state), 3), HKQuickMod, HKQuickCode),
+        separator(),
+        withHotkey(item("Diaporama", 532, 4), HKDiapoMod, HKDiapoCode),
+        withHotkey(item("Assist", 2026, 5), HKDiapoAssMod, HKDiapoAssCode),
+        separator(),
+        withHotkey(item("Agenda", 371, 6), HKAgdMod, HKAgdCode),
+        withHotkey(check(434, 7, state.agendaOnDesktop), HKAgdBackMod, HKAgdBackCode),
+        withHotkey(item("Notes", 422, 8), HKNotesMod, HKNotesCode),
+        separator(),
+        help,
+        item("", 372, 12),
+        item("Infos", 373, 14),
+        separator(),
+        withHotkey(check(382, 9, state.quietAll), HKQuietAllMod, HKQuietAllCode),
+        withHotkey(item("Ciselor", 2111, 15), HKCiselorMod, HKCiselorCode),
+        withHotkey(item("", 418, 16), HKScrSaveMod, HKScrSaveCode),
+        separator(),
+        item("Exit", 374, 17),
+    };
+}

@@ -1,0 +1,119 @@
+#include "E2eSession.h"
+
+#include <QDBusConnection>
+#include <QtTest>
+
+namespace {
+
+// Stands in for the desktop's screen saver on the test's own session bus, speaking its interface.
+class ScreenSaverService : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.ScreenSaver")
+
+public:
+    QList<bool> activations;
+
+public slots:
+    bool SetActive(bool active)
+    {
+        activations << active;
+        return true;
+    }
+};
+
+QStringList trayerArguments()
+{
+    return {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"), QStringLiteral("right"),
+        QStringLiteral("--widthtype"), QStringLiteral("pixel"), QStringLiteral("--width"), QStringLiteral("200"),
+        QStringLiteral("--height"), QStringLiteral("32")};
+}
+
+void xdotool(const QStringList& arguments)
+{
+    E2eSession::run(QStringLiteral("xdotool"), arguments);
+}
+
+void clickIcon(const QRect& icon, const QString& button, int repeat = 1)
+{
+    xdotool({QStringLiteral("mousemove"), QString::number(icon.center().x()), QString::number(icon.center().y()),
+        QStringLiteral("click"), QStringLiteral("--repeat"), QString::number(repeat), button});
+}
+
+} // namespace
+
+// The tray icon in a real XEmbed tray host (trayer): docking, the context menu, the default
+// command, a tray host that comes late or dies and comes back.
+class TestE2eTray : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<E2eSession> s;
+
+private slots:
+    void init() { s = std::make_unique<E2eSession>(); }
+    void cleanup() { s.reset(); }
+
+    void menuAndDoubleClickRunCommands()
+    {
+        s->startHelper(QStringLiteral("trayer"), trayerArguments());
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::trayIconGeometry().isEmpty(), 15000);
+        const QRect icon = E2eSession::trayIconGeometry();
+
+        // Right click: the menu opens; the fourth line down is "Next" (index 2: the first Down selects line 0).
+        clickIcon(icon, QStringLiteral("3"));
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::openMenuGeometry().isEmpty(), 10000);
+        xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"), QStringLiteral("Down"),
+            QStringLiteral("Return")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY, MenuContext Action 2\r\nSy ActionMenu 2")));
+
+        // A double click runs the default command, the settings dialog (0) unless set otherwise.
+        clickIcon(icon, QStringLiteral("1"), 2);
+        QVERIFY(s->waitForLog(QStringLiteral("Sy ActionMenu 0")));
+
+        // Up from the top wraps to the last entry: Exit.
+        clickIcon(icon, QStringLiteral("3"));
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::openMenuGeometry().isEmpty(), 10000);
+        xdotool({QStringLiteral("key"), QStringLiteral("Up"), QStringLiteral("Return")});
+        QVERIFY(tapisol->waitForFinished(15000));
+        QVERIFY(s->log().contains(QStringLiteral("SY, MenuContext Action 20\r\nSy ActionMenu 17\r\nSY, QueryUnload")));
+    }
+
+    void iconWaitsForATrayHostAndSurvivesItsRestart()
+    {
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
+        QVERIFY(s->log().contains(QStringLiteral("SY, Intray, Tapisol attend une zone de notification")));
+        QVERIFY(E2eSession::trayIconGeometry().isEmpty());
+
+        QProcess* tray = s->startHelper(QStringLiteral("trayer"), trayerArguments());
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::trayIconGeometry().isEmpty(), 15000);
+
+        tray->kill(); // the tray host dies...
+        QVERIFY(tray->waitForFinished(5000));
+        QTRY_VERIFY_WITH_TIMEOUT(E2eSession::trayIconGeometry().isEmpty(), 15000);
+        s->startHelper(QStringLiteral("trayer"), trayerArguments()); // ...and the desktop starts it again
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::trayIconGeometry().isEmpty(), 15000);
+        QCOMPARE(tapisol->state(), QProcess::Running);
+    }
+
+    void screenSaverCommandAsksTheDesktop()
+    {
+        ScreenSaverService saver;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        QVERIFY(bus.registerService(QStringLiteral("org.freedesktop.ScreenSaver")));
+        QVERIFY(bus.registerObject(
+            QStringLiteral("/org/freedesktop/ScreenSaver"), &saver, QDBusConnection::ExportAllSlots));
+        s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("16")}), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(saver.activations, QList<bool>({true}), 10000);
+        bus.unregisterObject(QStringLiteral("/org/freedesktop/ScreenSaver"));
+        bus.unregisterService(QStringLiteral("org.freedesktop.ScreenSaver"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestE2eTray)
+#include "tst_e2e_tray.moc"
