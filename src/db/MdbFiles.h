@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+
+namespace SQLite {
+class Database;
+}
+
+// Whole-file work on the database and the copies kept beside it.
+//
+// A copy that SQLite can read is made with the backup API into a temporary name beside its
+// target, checked (quick_check, layout version, the same number of rows in every table), given
+// mode 0600, synced to disk, and only then renamed over the older copy: a crash at any point
+// leaves either the old copy or the new one, whole. Copies are single files in rollback-journal
+// mode. A file that SQLite cannot read (a damaged database) is copied byte for byte together with
+// its -wal and -journal files, which may hold the last committed changes.
+//
+// These functions open and close their own descriptors on the files they handle. POSIX locks
+// belong to the process, and closing any descriptor of a file drops every lock the process holds
+// on it, so they must not be used on a file that a connection of this process has open (they
+// never are: the lifecycle closes its connection first).
+namespace MdbFiles {
+
+/// The name of a copy: the ".mdb" that ends `mdbName` replaced by `replacement` (".mdb.bak",
+/// "109.mdb", ".mdx"); a name without ".mdb" at its end gets `replacement` appended.
+QString copyName(const QString& mdbName, const QString& replacement);
+
+/// The temporary name a copy is written under before it takes its place.
+QString temporaryName(const QString& target);
+
+struct Check
+{
+    bool ok = false;
+    QString reason; // why the file is unusable, in a few words
+    int version = 0;
+};
+
+/// Opens the file once (read-write, never creating it), runs PRAGMA quick_check and reads its
+/// layout version; the file is unusable when it is missing, empty, not a database, damaged, or
+/// written by a newer layout than `maxVersion`.
+Check checkFile(const QString& path, int maxVersion);
+
+/// The number of rows of every table, by table name.
+QMap<QString, qint64> rowCounts(SQLite::Database& db);
+
+/// Checks a finished copy against what it was copied from: checkFile(), the same layout version,
+/// the same row counts. Sets `error` and returns false otherwise.
+bool verifyCopy(const QString& path, const QMap<QString, qint64>& counts, int version, QString* error);
+
+/// Copies the database open on `source` to `target` through its temporary name (see above).
+/// Without `overwrite`, an existing target is left alone and the call fails.
+bool snapshot(SQLite::Database& source, const QString& target, bool overwrite, QString* error);
+
+/// Copies `source` byte for byte to `target` with its -wal and -journal files; a companion that
+/// `source` lacks is removed beside `target`, where it would be taken for the copy's own.
+bool copyRaw(const QString& source, const QString& target, QString* error);
+
+/// Removes the -wal, -shm and -journal files of a database file.
+void removeCompanions(const QString& path);
+
+/// Removes a database file with its companions. Returns true when something was there.
+bool removeWithCompanions(const QString& path);
+
+/// True when the file has a -wal or -journal file beside it.
+bool hasJournal(const QString& path);
+
+/// Makes the file readable and writable by its owner only.
+bool makePrivate(const QString& path);
+
+/// fsync() of a file's content.
+bool syncFile(const QString& path);
+
+/// fsync() of the folder that holds `path`, so that a rename in it is on disk.
+bool syncParentDir(const QString& path);
+
+/// rename() of `from` over `to` (atomic on one file system), then syncParentDir().
+bool replace(const QString& from, const QString& to, QString* error);
+
+} // namespace MdbFiles
