@@ -1,0 +1,70 @@
+#pragma once
+
+#include "PictureFormat.h"
+
+#include <QColor>
+#include <QImage>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+// Decodes pictures from files the program did not write (the user's folders, downloads) in a
+// helper process, `tapisol-decoder`, found beside the program. One long-lived helper serves every
+// request; it runs under a memory and a processor-time limit and each request under a wall-clock
+// timeout, so a file that crashes, hangs or floods a decoder costs that one picture: the helper is
+// stopped, the call returns the reason, and the next call starts a fresh helper.
+//
+// Calls are synchronous (the wallpaper renderer is), and an ImageDecoder belongs to the thread
+// that created it; a thread that decodes in parallel makes its own.
+class ImageDecoder
+{
+public:
+    struct Limits
+    {
+        int memoryMb = 2048;   // the helper's data segment
+        int cpuSeconds = 15;   // processor time for one picture
+        int timeoutMs = 20000; // wall-clock time for one picture, start of the helper included
+        int retireMb = 256;    // a helper grown past this (a large picture, a leaking library) is replaced
+    };
+
+    /// What a decode learnt besides the pixels.
+    struct Details
+    {
+        PictureInfo picture;
+        QSize decodedSize; // what the format's decoder produced before the exact scaling
+    };
+
+    ImageDecoder();
+    explicit ImageDecoder(const Limits& limits);
+    ~ImageDecoder();
+    ImageDecoder(const ImageDecoder&) = delete;
+    ImageDecoder& operator=(const ImageDecoder&) = delete;
+
+    /// The picture's format and shown size (EXIF orientation applied; a metafile at 96 dpi),
+    /// read from its header without decoding pixels. Nothing, with "<path>: <cause>" in `error`,
+    /// when the file is not an allowed picture or declares a size past ImageLimits.
+    std::optional<PictureInfo> probe(const QString& path, QString* error = nullptr);
+
+    /// The picture scaled smoothly to exactly `targetSize` (its own size when `targetSize` is
+    /// empty), as opaque 32-bit RGB with any transparency laid over `background`. A large JPEG is
+    /// decoded at reduced size when the target allows. A null image, with "<path>: <cause>" in
+    /// `error`, on any failure.
+    QImage decode(
+        const QString& path, QSize targetSize, QColor background, QString* error = nullptr, Details* details = nullptr);
+
+    /// Same as decode(), in this process, for files the program wrote itself (its own bitmap).
+    static QImage decodeTrusted(const QString& path, QSize targetSize, QColor background, QString* error = nullptr);
+
+    /// Process id of the running helper, or 0 when none runs.
+    qint64 helperProcessId() const;
+
+    /// The helper program: the path given to setHelperProgram(), else $TAPISOL_DECODER, else
+    /// `tapisol-decoder` in the program's folder.
+    static QString helperProgram();
+    static void setHelperProgram(const QString& path);
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
