@@ -11,14 +11,15 @@ build_packages=(
     qt6-image-formats-plugins qt6-qpa-plugins qt6-wayland
     libsqlitecpp-dev libsqlite3-dev
     libxcb1-dev libxcb-keysyms1-dev
-    libheif-dev libwmf-dev libemf2svg-dev
+    libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base
     xdg-utils
 )
 test_packages=(
     xvfb xauth trayer xdotool x11-utils x11-xserver-utils imagemagick sqlite3
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
-    procps psmisc
+    procps psmisc desktop-file-utils libimage-exiftool-perl
+    xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev
 )
 
 wanted=("${build_packages[@]}")

@@ -1,13 +1,53 @@
 #include "CommandLine.h"
 
+#include "ClsMonitor.h"
 #include "ClsRegistry.h"
+#include "ImageDecoder.h"
 #include "InterfaceTexts.h"
 #include "SingleInstance.h"
 #include "Startup.h"
+#include "WallpaperBackends.h"
+#include "WallpaperRenderer.h"
+
+#include <QFileInfo>
 
 #include <QTextStream>
 
 #include <cstdio>
+
+namespace {
+
+// Hands the picture to the running Tapisol, or, with none running, sets it here and now with the
+// sizing settings of the user.
+int applyPicture(const QString& picture, QTextStream& err)
+{
+    const QFileInfo file(picture);
+    if (picture.isEmpty() || !file.isFile()) {
+        err << "tapisol: " << langText(2209).arg(picture) << '\n';
+        return 1;
+    }
+    QString error;
+    if (SingleInstance::send(QLatin1String(SingleInstance::OpenFile), file.absoluteFilePath(), &error, 30000))
+        return 0;
+    if (error != SingleInstance::notRunningText()) {
+        err << "tapisol: " << error << '\n';
+        return 1;
+    }
+    ClsMonitor monitors;
+    ImageDecoder decoder;
+    QString description;
+    const auto backend = WallpaperBackends::choose(WallpaperBackends::Session::fromEnvironment(), &description);
+    WallpaperRenderer renderer(monitors, decoder, *backend);
+    const bool applied = renderer.change(file.absoluteFilePath());
+    releaseRegistry();
+    if (!applied) {
+        err << "tapisol: " << langText(2210).arg(file.absoluteFilePath()) << '\n';
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
 
 ClientRequest parseClientRequest(const QStringList& arguments)
 {
@@ -21,6 +61,10 @@ ClientRequest parseClientRequest(const QStringList& arguments)
             return {ClientRequest::Kind::Command, i + 1 < arguments.size() ? arguments[i + 1] : QString()};
         if (arg.startsWith(QLatin1String("--command=")))
             return {ClientRequest::Kind::Command, arg.mid(10)};
+        if (arg == QLatin1String("--apply"))
+            return {ClientRequest::Kind::Apply, i + 1 < arguments.size() ? arguments[i + 1] : QString()};
+        if (arg.startsWith(QLatin1String("--apply=")))
+            return {ClientRequest::Kind::Apply, arg.mid(8)};
     }
     return {};
 }
@@ -33,7 +77,7 @@ int runClientRequest(const ClientRequest& request)
 
     switch (request.kind) {
     case ClientRequest::Kind::Help:
-        for (int number = 2200; number <= 2206; ++number)
+        for (int number : {2200, 2201, 2202, 2203, 2204, 2211, 2205, 2206})
             out << langText(number) << '\n';
         return 0;
     case ClientRequest::Kind::Version:
@@ -53,6 +97,8 @@ int runClientRequest(const ClientRequest& request)
         }
         return 0;
     }
+    case ClientRequest::Kind::Apply:
+        return applyPicture(request.argument, err);
     case ClientRequest::Kind::None:
         break;
     }

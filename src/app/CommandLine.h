@@ -11,15 +11,16 @@ struct ClientRequest
         None,
         Help,
         Version,
-        Command
+        Command,
+        Apply
     };
     Kind kind = Kind::None;
-    QString argument; // the command number as typed
+    QString argument; // the command number or the picture, as typed
 };
 
-/// Finds --help/-h, --version/-V or --command N (also --command=N) among the arguments.
+/// Finds --help/-h, --version/-V, --command N or --apply FILE (also --command=N, --apply=FILE).
 ClientRequest parseClientRequest(const QStringList& arguments);
 
 /// Carries out a client request, printing to stdout/stderr; returns the process exit code.
-/// Needs a QCoreApplication.
+/// Needs a QCoreApplication, and a QGuiApplication for --apply.
 int runClientRequest(const ClientRequest& request);

@@ -33,6 +33,11 @@ SingleInstance::~SingleInstance()
         m_lock->unlock();
 }
 
+QString SingleInstance::notRunningText()
+{
+    return QStringLiteral("Tapisol is not running");
+}
+
 QString SingleInstance::lockPath()
 {
     return AppPaths::runtimeDir() + QStringLiteral("tapisol.lock");
@@ -117,7 +122,7 @@ bool SingleInstance::send(const QString& name, const QString& argument, QString*
     socket.connectToServer(socketPath());
     if (!socket.waitForConnected(timeoutMs)) {
         if (error)
-            *error = QStringLiteral("Tapisol is not running");
+            *error = notRunningText();
         return false;
     }
     socket.write((name + QLatin1Char('\t') + argument + QLatin1Char('\n')).toUtf8());

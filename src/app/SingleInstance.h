@@ -51,6 +51,9 @@ public:
     /// a reason when no instance runs, it does not answer, or it refuses the message.
     static bool send(const QString& name, const QString& argument, QString* error, int timeoutMs = 5000);
 
+    /// The reason send() gives when no instance runs.
+    static QString notRunningText();
+
     static QString lockPath();
     static QString socketPath();
 

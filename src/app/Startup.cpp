@@ -2,6 +2,8 @@
 
 #include "AppPaths.h"
 #include "AppState.h"
+#include "Clock.h"
+#include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "ErrorReport.h"
 #include "FrmSysTray.h"
@@ -10,6 +12,7 @@
 #include "SignalWatcher.h"
 #include "SingleInstance.h"
 #include "Trace.h"
+#include "WallpaperChanger.h"
 
 #include <QApplication>
 #include <QAudioDevice>
@@ -59,10 +62,10 @@ int Startup::run(const QStringList& arguments)
     m_signals = new SignalWatcher(this);
     connect(m_signals, &SignalWatcher::terminationRequested, this, [this](int number) {
         TAPISOL_TRACE(QStringLiteral("M1 Signal ") + QString::number(number));
-        shutdown();
+        requestShutdown();
     });
     if (auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance()))
-        connect(app, &QGuiApplication::commitDataRequest, this, [this] { shutdown(); });
+        connect(app, &QGuiApplication::commitDataRequest, this, [this] { requestShutdown(); });
 
     // 2. Switches, from everything after the program's name.
     const QString commandLine = arguments.mid(1).join(QLatin1Char(' ')).toLower();
@@ -102,7 +105,9 @@ int Startup::run(const QStringList& arguments)
     // 10. Where the program runs from, for the companion programs.
     recordInstallDir();
 
-    // 11. The database joins here once it exists.
+    // 11. The database: opened, checked and brought up to date, or the program cannot run.
+    if (!openDatabase())
+        return 1;
 
     // 12.
     TAPISOL_TRACE(QStringLiteral("M1 Load Systray Form"));
@@ -112,7 +117,21 @@ int Startup::run(const QStringList& arguments)
 
     // 14. The tray form owns the program's life from here.
     loadTrayForm();
+    m_started = true;
+    // What arrived while the steps ran (a trace line lets the event loop in) runs now, in order.
+    for (int command : std::exchange(m_pendingCommands, {}))
+        runCommand(command);
+    if (m_exitPending)
+        QTimer::singleShot(0, this, &Startup::shutdown);
     return -1;
+}
+
+void Startup::requestShutdown()
+{
+    if (m_started)
+        shutdown();
+    else
+        m_exitPending = true;
 }
 
 void Startup::writeSessionHeader(const QString& commandLine)
@@ -157,10 +176,30 @@ void Startup::recordInstallDir()
         settings.set(SettingNo::InstallDir, running);
 }
 
+bool Startup::openDatabase()
+{
+    ClsMdb& db = mdb();
+    db.setMdbName(AppPaths::dataDir() + QStringLiteral("Tapisol.mdb"));
+    db.setClock([] { return appClock().now(); });
+    db.setNotifier([](const ClsMdb::Notice& notice) {
+        const bool fatal
+            = notice.kind == ClsMdb::Notice::Kind::NoGoodCopy || notice.kind == ClsMdb::Notice::Kind::OpenFailed;
+        if (fatal)
+            QMessageBox::critical(nullptr, programTitle(), notice.text);
+        else
+            QMessageBox::warning(nullptr, programTitle(), notice.text);
+    });
+    TAPISOL_TRACE(QStringLiteral("M1 Init DataBases MdbName=") + db.mdbName());
+    return db.MdbInit();
+}
+
 void Startup::loadTrayForm()
 {
     FrmSysTray::Parts parts;
     parts.monitors = &m_monitors;
+    parts.closeDatabase = [] { mdb().close(); };
+    m_changer = new WallpaperChanger(m_monitors, mdb(), this);
+    parts.wallpaper = m_changer;
     m_tray = new FrmSysTray(parts);
     connect(m_tray, &FrmSysTray::unloaded, this, &Startup::finish);
     m_tray->load();
@@ -170,6 +209,10 @@ QString Startup::onMessage(const QString& name, const QString& argument)
 {
     if (name == QLatin1String(SingleInstance::Command))
         return runCommand(argument.toInt());
+    if (name == QLatin1String(SingleInstance::OpenFile)) {
+        TAPISOL_TRACE(QStringLiteral("M1 Message ") + name + QLatin1Char(' ') + argument);
+        return m_changer && m_started && m_changer->applyFile(argument) ? QString() : langText(2210).arg(argument);
+    }
     TAPISOL_TRACE(QStringLiteral("M1 Message ") + name + QLatin1Char(' ') + argument);
     return {};
 }
@@ -178,6 +221,10 @@ QString Startup::runCommand(int command)
 {
     if (command < 0 || command > LastCommand)
         return langText(2207).arg(command);
+    if (!m_started) {
+        m_pendingCommands.append(command);
+        return {};
+    }
     // Run after the reply has gone out, so `tapisol --command 17` hears back before we end.
     QTimer::singleShot(0, this, [this, command] {
         if (m_tray)

@@ -11,6 +11,7 @@ class SingleInstance;
 class SignalWatcher;
 class FrmSysTray;
 class FrmTrace;
+class WallpaperChanger;
 
 // The program's start-up sequence and its orderly ending.
 //
@@ -58,6 +59,8 @@ private:
     void testSoundCard();
     void recordInstallDir();
     QString onMessage(const QString& name, const QString& argument);
+    void requestShutdown();
+    bool openDatabase();
     void loadTrayForm();
     void finish();
 
@@ -65,6 +68,10 @@ private:
     std::unique_ptr<SingleInstance> m_instance;
     SignalWatcher* m_signals = nullptr;
     FrmSysTray* m_tray = nullptr;
+    WallpaperChanger* m_changer = nullptr;
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
+    bool m_started = false;     // every start-up step has run
+    bool m_exitPending = false; // an end asked for before that
+    QList<int> m_pendingCommands;
 };

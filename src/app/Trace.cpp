@@ -62,9 +62,9 @@ void write(const QString& line)
         appendToFile(fileName, line);
         if (!silent && w.view) {
             w.view->appendLine(line);
-            // Let the trace window repaint during long operations. User input, signals and
-            // messages from other processes wait until the caller is back in the event loop:
-            // running an Exit in the middle of a start-up step would leave half an object.
+            // Let the trace window repaint during long operations. User input waits for the
+            // event loop; other events may run here, so callers guard themselves (start-up defers
+            // commands and signals that arrive before its last step).
             QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::ExcludeSocketNotifiers);
         }
     } catch (...) {

@@ -5,6 +5,7 @@
 #include "TapisolApplication.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 
 namespace {
 
@@ -28,6 +29,12 @@ void nameTheApplication()
 int main(int argc, char* argv[])
 {
     const ClientRequest request = parseClientRequest(argumentsOf(argc, argv));
+    if (request.kind == ClientRequest::Kind::Apply) {
+        // Setting a picture without a running instance needs the screens.
+        QGuiApplication app(argc, argv);
+        nameTheApplication();
+        return runClientRequest(request);
+    }
     if (request.kind != ClientRequest::Kind::None) {
         // Terminal use: no display needed.
         QCoreApplication app(argc, argv);

@@ -8,6 +8,7 @@
 #include "FrmAbout.h"
 #include "InterfaceTexts.h"
 #include "SoundService.h"
+#include "SplashScreen.h"
 #include "Trace.h"
 #include "TrayMenuModel.h"
 #include "UnloadAll.h"
@@ -20,6 +21,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QMenu>
+#include <QPointer>
 #include <QProcess>
 #include <QScreen>
 #include <QStandardPaths>
@@ -74,8 +76,13 @@ void FrmSysTray::load()
         + (QFileInfo::exists(player) ? QStringLiteral(" existe.") : QStringLiteral(" n'existe pas.")));
     TAPISOL_TRACE(QStringLiteral("SY Load SCR, pas d'économiseur à mettre à jour sous Linux."));
 
-    if (registry().get(SettingNo::Splash).toInt() != 0)
+    QPointer<SplashScreen> splash;
+    if (registry().get(SettingNo::Splash).toInt() != 0 && !appState().silent) {
         TAPISOL_TRACE(QStringLiteral("SY SplashScreen"));
+        splash = new SplashScreen;
+        splash->setAttribute(Qt::WA_DeleteOnClose);
+        splash->show();
+    }
     TAPISOL_TRACE(QStringLiteral("SY LoadHKey "));
 
     TAPISOL_TRACE(QStringLiteral("SY Load registry"));
@@ -89,6 +96,8 @@ void FrmSysTray::load()
     turnTimer(autoMode);
     TAPISOL_TRACE(QStringLiteral("SY Rec Created"));
     TAPISOL_TRACE(QStringLiteral("SY Unload SplashScreen"));
+    if (splash) // long enough to be read, however quick the load
+        QTimer::singleShot(1500, splash, &QWidget::close);
 
     if (registry().get(SettingNo::StartChange).toInt() != 0) {
         TAPISOL_TRACE(QStringLiteral("SY, Load Next WP"));

@@ -46,11 +46,13 @@ private slots:
                 {QString(), QStringLiteral("*-----------------------------------------*"),
                     QStringLiteral("New session started at : "),
                     QStringLiteral("*-----------------------------------------*"), QStringLiteral("M1 Start /trace"),
-                    QStringLiteral("M1 Sound Card Test"), QStringLiteral("M1 Load Systray Form"),
+                    QStringLiteral("M1 Sound Card Test"), QStringLiteral("M1 Init DataBases MdbName="),
+                    QStringLiteral("ClsMdb End MdbInit, Ok"), QStringLiteral("M1 Load Systray Form"),
                     QStringLiteral("SY, Begin"), QStringLiteral("SY Load, End"), QStringLiteral("Sy ActionMenu 5"),
                     QStringLiteral("Sy ActionMenu 17"), QStringLiteral("SY, QueryUnload"),
                     QStringLiteral("SY, Unload Form OnLoad=Vrai"), QStringLiteral("SY, Unload UnHook"),
                     QStringLiteral("SY, Unload Registry Write"), QStringLiteral("SY, Unload Close"),
+                    QStringLiteral("ClsMdb Terminate compact Database"), QStringLiteral("ClsMdb End Terminate, Ok"),
                     QStringLiteral("SY, Unload Clear"), QStringLiteral("M1 Unload 2, Frm="),
                     QStringLiteral("M1 Unload 2, Frm="), QStringLiteral("FP Unload Trace, Frm=FrmTrace")},
                 &missing),
@@ -78,6 +80,8 @@ private slots:
                 QStringLiteral("Return")});
         QVERIFY(second->waitForFinished(15000));
         QCOMPARE(second->exitCode(), 1);
+        // The refused launch never reached the database or the tray.
+        QCOMPARE(s->log().count(QStringLiteral("M1 Init DataBases")), 1);
         QCOMPARE(s->log().count(QStringLiteral("M1 Load Systray Form")), 1);
         QCOMPARE(first->state(), QProcess::Running);
         QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
@@ -104,7 +108,8 @@ private slots:
         QString missing;
         QVERIFY2(E2eSession::inOrder(s->logLines(),
                      {QStringLiteral("M1 Signal 15"), QStringLiteral("SY, Unload Registry Write"),
-                         QStringLiteral("SY, Unload Close"), QStringLiteral("FP Unload Trace")},
+                         QStringLiteral("SY, Unload Close"), QStringLiteral("ClsMdb End Terminate, Ok"),
+                         QStringLiteral("FP Unload Trace")},
                      &missing),
             qPrintable(missing));
     }

@@ -99,6 +99,32 @@ private slots:
         QCOMPARE(tapisol->state(), QProcess::Running);
     }
 
+    // Monitors plugged in and out while the menu is open: the list follows, the program goes on.
+    void monitorsChangeUnderAnOpenMenu()
+    {
+        s->startHelper(QStringLiteral("trayer"), trayerArguments());
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::trayIconGeometry().isEmpty(), 15000);
+        clickIcon(E2eSession::trayIconGeometry(), QStringLiteral("3"));
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::openMenuGeometry().isEmpty(), 10000);
+
+        const auto xrandr = [](const QStringList& arguments) { E2eSession::run(QStringLiteral("xrandr"), arguments); };
+        xrandr({QStringLiteral("--setmonitor"), QStringLiteral("left"), QStringLiteral("640/170x800/210+0+0"),
+            QStringLiteral("none")});
+        xrandr({QStringLiteral("--setmonitor"), QStringLiteral("right"), QStringLiteral("640/170x800/210+640+0"),
+            QStringLiteral("none")});
+        // Xvfb keeps its own whole-screen monitor beside the two defined here.
+        QVERIFY(s->waitForLog(QStringLiteral("SY Monitors 3")));
+        xrandr({QStringLiteral("--delmonitor"), QStringLiteral("right")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Monitors 2")));
+
+        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        QCOMPARE(tapisol->state(), QProcess::Running);
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
+        QVERIFY(tapisol->waitForFinished(15000));
+        QCOMPARE(tapisol->exitCode(), 0);
+    }
+
     void screenSaverCommandAsksTheDesktop()
     {
         ScreenSaverService saver;

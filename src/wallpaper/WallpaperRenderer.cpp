@@ -1,0 +1,153 @@
+#include "WallpaperRenderer.h"
+
+#include "AppPaths.h"
+#include "ClsMonitor.h"
+#include "ClsRegistry.h"
+#include "ImageDecoder.h"
+#include "ImageSaving.h"
+#include "Trace.h"
+#include "WallpaperBackend.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+// The desktop's own values of the wallpaper (what the system's desktop key holds elsewhere).
+const QString TileValue = QStringLiteral("TileWallpaper");
+const QString StyleValue = QStringLiteral("WallpaperStyle");
+
+QString desktopValue(const QString& name)
+{
+    return registry().rawValue(SettingGroup::Desktop, name).toString();
+}
+
+} // namespace
+
+WallpaperRenderer::WallpaperRenderer(ClsMonitor& monitors, ImageDecoder& decoder, WallpaperBackend& backend)
+    : m_monitors(monitors)
+    , m_decoder(decoder)
+    , m_backend(backend)
+{ }
+
+QString WallpaperRenderer::outputPath()
+{
+    return AppPaths::dataDir() + QStringLiteral("Tapisol.bmp");
+}
+
+SizingSettings WallpaperRenderer::settingsFromRegistry()
+{
+    ClsRegistry& settings = registry();
+    SizingSettings sizing;
+    sizing.sizingMode = settings.get(SettingNo::SizingMode).toInt();
+    sizing.bandeZoom = settings.get(SettingNo::BandeZoom).toInt() != 0;
+    sizing.agranMaxi = settings.get(SettingNo::AgranMaxi).toInt() != 0;
+    sizing.tauxTaille = settings.get(SettingNo::TauxTaille).toDouble();
+    sizing.tauxDeformation = settings.get(SettingNo::TauxDeformation).toInt();
+    sizing.tauxCouverture = settings.get(SettingNo::TauxCouverture).toInt();
+    sizing.centrerMosaique = settings.get(SettingNo::CentrerMosaique).toInt();
+    return sizing;
+}
+
+std::optional<WallpaperRenderer::Areas> WallpaperRenderer::currentAreas()
+{
+    m_monitors.refresh();
+    const int number = m_monitors.currentMonitor();
+    const auto monitor = m_monitors.monitorSize(number);
+    if (!monitor)
+        return std::nullopt;
+    Areas areas;
+    areas.monitor = QRect(monitor->left, monitor->top, monitor->width, monitor->height);
+    // One monitor: the panels' space is left free; several: the whole chosen monitor.
+    const auto work = m_monitors.count() == 1 ? m_monitors.workAreaSize(number) : monitor;
+    areas.workArea = work ? QSize(work->width, work->height) : areas.monitor.size();
+    const ClsMonitor::Size all = m_monitors.virtualScreen();
+    areas.virtualScreen = QRect(all.left, all.top, all.width, all.height);
+    return areas;
+}
+
+bool WallpaperRenderer::change(const QString& picture)
+{
+    TAPISOL_TRACE(QStringLiteral("SY Chg WP Start ") + picture);
+    const auto areas = currentAreas();
+    QString error;
+    const auto info = areas ? m_decoder.probe(picture, &error) : std::nullopt;
+    if (!info) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + (areas ? error : QStringLiteral("no monitor")));
+        return false;
+    }
+    const auto sizing = computeSizing(info->size.width(), info->size.height(), info->isMetafile(),
+        areas->monitor.size(), areas->workArea, settingsFromRegistry());
+    if (!sizing) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + picture + QStringLiteral(": unusable size"));
+        return false;
+    }
+    TAPISOL_TRACE(sizingStatsLine(*sizing));
+
+    const QString output = outputPath();
+    if (!unchanged(picture, *sizing)) {
+        if (!writeOutput(picture, *sizing, info->isMetafile())) {
+            TAPISOL_TRACE(QStringLiteral("SY Chg Save Failed"));
+            return false;
+        }
+    }
+    TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Reg "));
+    registry().setRawValue(SettingGroup::Desktop, TileValue, sizing->tileWallpaper);
+    registry().setRawValue(SettingGroup::Desktop, StyleValue, sizing->wallpaperStyle);
+    if (!applyOutput(sizing->tileWallpaper, sizing->wallpaperStyle, *areas))
+        return false;
+    TAPISOL_TRACE(QStringLiteral("SY Chg WP Changed"));
+    registry().set(SettingNo::CurrentWallPaper, picture);
+    return true;
+}
+
+bool WallpaperRenderer::unchanged(const QString& picture, const SizingResult& sizing) const
+{
+    const QFileInfo output(outputPath());
+    return output.exists() && registry().get(SettingNo::CurrentWallPaper).toString() == picture
+        && QFileInfo(picture).lastModified() == output.lastModified() && desktopValue(TileValue) == sizing.tileWallpaper
+        && desktopValue(StyleValue) == sizing.wallpaperStyle;
+}
+
+bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile)
+{
+    const QString output = outputPath();
+    QString error;
+    bool saved = false;
+    if (!sizing.resize && !isMetafile) {
+        // A copy, so the user may move or delete the original.
+        saved = ImageSaving::copyFile(picture, output, &error);
+    } else {
+        const QImage image = m_decoder.decode(picture, sizing.target, Qt::black, &error);
+        saved = !image.isNull() && ImageSaving::saveBitmap(image, output, &error);
+        TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Resize "));
+    }
+    if (!saved) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
+        return false;
+    }
+    // The output carries the picture's date, so the same picture twice rewrites nothing.
+    QFile file(output);
+    if (file.open(QIODevice::ReadWrite))
+        file.setFileTime(QFileInfo(picture).lastModified(), QFileDevice::FileModificationTime);
+    return true;
+}
+
+bool WallpaperRenderer::applyOutput(const QString& tile, const QString& style, const Areas& areas)
+{
+    QString error;
+    if (!m_backend.apply(
+            outputPath(), wallpaperStyleFromDesktopValues(tile, style), areas.monitor, areas.virtualScreen, &error)) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name() + QStringLiteral(": ") + error);
+        return false;
+    }
+    return true;
+}
+
+bool WallpaperRenderer::reapply()
+{
+    const auto areas = currentAreas();
+    if (!areas || !QFileInfo::exists(outputPath()))
+        return false;
+    return applyOutput(desktopValue(TileValue), desktopValue(StyleValue), *areas);
+}

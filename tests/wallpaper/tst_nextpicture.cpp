@@ -1,0 +1,156 @@
+#include "ClsMdb.h"
+#include "MdbShownPictures.h"
+#include "NextPictureSelector.h"
+#include "RandomGenerator.h"
+#include "TempXdgHome.h"
+
+#include <QtTest>
+
+namespace {
+
+// Entries written as "name" for a picture and "[name]" for a folder.
+class Entries : public CandidateList
+{
+public:
+    explicit Entries(const QStringList& entries)
+        : m_entries(entries)
+    { }
+    int count() const override { return int(m_entries.size()); }
+    QString key(int position) const override { return m_entries.at(position - 1); }
+    bool isPicture(int position) const override { return !m_entries.at(position - 1).startsWith(QLatin1Char('[')); }
+
+private:
+    QStringList m_entries;
+};
+
+QStringList pictures(int count)
+{
+    QStringList names;
+    for (int i = 1; i <= count; ++i)
+        names << QStringLiteral("/photos/p%1.jpg").arg(i);
+    return names;
+}
+
+} // namespace
+
+// The picture orders against the real shown-pictures table of a real database file.
+class TestNextPicture : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<TempXdgHome> m_home;
+    std::unique_ptr<ClsMdb> m_db;
+    std::unique_ptr<MdbShownPictures> m_shown;
+
+    QStringList walk(NextPictureSelector& selector, const Entries& list, NextPictureSelector::Order order, int steps)
+    {
+        QStringList shown;
+        for (int i = 0; i < steps; ++i) {
+            const auto position = selector.next(list, order);
+            shown << (position ? list.key(*position) : QStringLiteral("out"));
+        }
+        return shown;
+    }
+
+private slots:
+    void init()
+    {
+        m_home = std::make_unique<TempXdgHome>();
+        m_db = std::make_unique<ClsMdb>();
+        m_db->setMdbName(m_home->path() + QStringLiteral("/Tapisol.mdb"));
+        QVERIFY(m_db->MdbInit());
+        m_shown = std::make_unique<MdbShownPictures>(*m_db);
+    }
+
+    void cleanup()
+    {
+        m_shown.reset();
+        m_db.reset();
+        m_home.reset();
+    }
+
+    void backAndForthTurnsAtEachEnd()
+    {
+        NextPictureSelector selector(*m_shown, appRandom());
+        const Entries list({QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")});
+        QCOMPARE(walk(selector, list, NextPictureSelector::Order::BackAndForth, 7),
+            QStringList({"A", "B", "C", "B", "A", "B", "C"}));
+        QCOMPARE(selector.direction(), 1);
+        QCOMPARE(m_shown->count(), 3); // recorded, never emptied in this order
+    }
+
+    void topDownStepsOverFoldersAndStartsAgain()
+    {
+        NextPictureSelector selector(*m_shown, appRandom());
+        const Entries list({QStringLiteral("[2019]"), QStringLiteral("A"), QStringLiteral("B"),
+            QStringLiteral("[2020]"), QStringLiteral("C")});
+        QCOMPARE(walk(selector, list, NextPictureSelector::Order::TopDown, 4), QStringList({"A", "B", "C", "A"}));
+        const Entries onlyFolders({QStringLiteral("[a]"), QStringLiteral("[b]")});
+        selector.setSelected(0);
+        QCOMPARE(walk(selector, onlyFolders, NextPictureSelector::Order::TopDown, 1), QStringList({"out"}));
+        const Entries single({QStringLiteral("[a]"), QStringLiteral("A")});
+        selector.setSelected(2); // the only picture is on screen already
+        QCOMPARE(walk(selector, single, NextPictureSelector::Order::TopDown, 1), QStringList({"out"}));
+    }
+
+    void randomNeedsThreeEntries()
+    {
+        NextPictureSelector selector(*m_shown, appRandom());
+        QCOMPARE(walk(selector, Entries(pictures(1)), NextPictureSelector::Order::Random, 1), QStringList({"out"}));
+        QCOMPARE(walk(selector, Entries(pictures(2)), NextPictureSelector::Order::Random, 1), QStringList({"out"}));
+        QCOMPARE(m_shown->count(), 0);
+    }
+
+    void randomStartNeverLandsOnTheFirstThree()
+    {
+        RandomGenerator random;
+        const Entries list(pictures(10));
+        for (quint64 seed = 0; seed < 60; ++seed) {
+            random.seed(seed);
+            m_shown->clear();
+            NextPictureSelector selector(*m_shown, random);
+            const auto position = selector.next(list, NextPictureSelector::Order::Random);
+            QVERIFY(position);
+            QVERIFY2(*position >= 4, qPrintable(QString::number(seed)));
+        }
+    }
+
+    // A whole round shows every picture once; the next call starts a new round without showing
+    // the picture on screen again. The round survives a restart (a new selector, the same file).
+    void randomRoundsAcrossRestarts()
+    {
+        RandomGenerator random;
+        random.seed(42);
+        const Entries list(QStringList({QStringLiteral("[top]")}) + pictures(6));
+        QStringList round;
+        int onScreen = 0;
+        for (int i = 0; i < 6; ++i) {
+            NextPictureSelector selector(*m_shown, random); // as if the program had restarted
+            selector.setSelected(onScreen);
+            const auto position = selector.next(list, NextPictureSelector::Order::Random);
+            QVERIFY(position && *position != onScreen);
+            onScreen = *position;
+            round << list.key(onScreen);
+        }
+        round.removeDuplicates();
+        QCOMPARE(round.size(), 6);
+        QCOMPARE(m_shown->count(), 6);
+
+        NextPictureSelector selector(*m_shown, random);
+        selector.setSelected(onScreen);
+        const auto position = selector.next(list, NextPictureSelector::Order::Random);
+        QVERIFY(position && *position != onScreen);
+        QCOMPARE(m_shown->count(), 1); // a new round, holding the picture just chosen
+    }
+
+    void namesAreDataNotSql()
+    {
+        QVERIFY(m_shown->add(QStringLiteral("/photos/l'été 100%_*.jpg")));
+        QVERIFY(m_shown->contains(QStringLiteral("/photos/l'été 100%_*.jpg")));
+        QVERIFY(!m_shown->contains(QStringLiteral("/photos/L'été 100%_*.jpg"))); // paths compare exactly
+    }
+};
+
+QTEST_GUILESS_MAIN(TestNextPicture)
+#include "tst_nextpicture.moc"
