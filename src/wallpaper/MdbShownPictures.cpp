@@ -10,16 +10,24 @@ MdbShownPictures::MdbShownPictures(ClsMdb& db)
     : m_db(db)
 { }
 
-bool MdbShownPictures::contains(const QString& name)
+QSet<QString>& MdbShownPictures::names()
 {
+    if (m_names)
+        return *m_names;
+    m_names.emplace();
     try {
-        MdbQuery query = m_db.query("SELECT 1 FROM TableImage WHERE Nom = ?");
-        Jet::bindText(*query, 1, name);
-        return query->executeStep();
+        MdbQuery query = m_db.query("SELECT Nom FROM TableImage");
+        while (query->executeStep())
+            m_names->insert(Jet::textOf(query->getColumn(0)));
     } catch (const std::exception& e) {
         TAPISOL_TRACE(QStringLiteral("SY TableImage lecture, Err ") + QString::fromUtf8(e.what()));
-        return false;
     }
+    return *m_names;
+}
+
+bool MdbShownPictures::contains(const QString& name)
+{
+    return names().contains(name);
 }
 
 bool MdbShownPictures::add(const QString& name)
@@ -29,6 +37,7 @@ bool MdbShownPictures::add(const QString& name)
         MdbQuery query = m_db.query("INSERT OR IGNORE INTO TableImage (Nom) VALUES (?)");
         Jet::bindText(*query, 1, name);
         query->exec();
+        names().insert(name);
         return true;
     } catch (const std::exception& e) {
         // A path longer than the column holds cannot be kept: it may come again this round.
@@ -41,14 +50,10 @@ bool MdbShownPictures::add(const QString& name)
 void MdbShownPictures::clear()
 {
     m_db.createTableImage(false);
+    m_names.emplace();
 }
 
 int MdbShownPictures::count()
 {
-    try {
-        MdbQuery query = m_db.query("SELECT COUNT(*) FROM TableImage");
-        return query->executeStep() ? query->getColumn(0).getInt() : 0;
-    } catch (const std::exception&) {
-        return 0;
-    }
+    return int(names().size());
 }

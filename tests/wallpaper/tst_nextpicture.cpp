@@ -126,7 +126,8 @@ private slots:
         QStringList round;
         int onScreen = 0;
         for (int i = 0; i < 6; ++i) {
-            NextPictureSelector selector(*m_shown, random); // as if the program had restarted
+            MdbShownPictures shown(*m_db); // as if the program had restarted: read from the file
+            NextPictureSelector selector(shown, random);
             selector.setSelected(onScreen);
             const auto position = selector.next(list, NextPictureSelector::Order::Random);
             QVERIFY(position && *position != onScreen);
@@ -135,13 +136,14 @@ private slots:
         }
         round.removeDuplicates();
         QCOMPARE(round.size(), 6);
-        QCOMPARE(m_shown->count(), 6);
+        MdbShownPictures shown(*m_db);
+        QCOMPARE(shown.count(), 6);
 
-        NextPictureSelector selector(*m_shown, random);
+        NextPictureSelector selector(shown, random);
         selector.setSelected(onScreen);
         const auto position = selector.next(list, NextPictureSelector::Order::Random);
         QVERIFY(position && *position != onScreen);
-        QCOMPARE(m_shown->count(), 1); // a new round, holding the picture just chosen
+        QCOMPARE(MdbShownPictures(*m_db).count(), 1); // a new round, holding the picture just chosen
     }
 
     void namesAreDataNotSql()

@@ -1,0 +1,95 @@
+// The random pick in a large folder at the end of a round: 100,000 entries of which 99,999 were
+// shown, so the walk may look at every entry before it finds the last one. Timed with the
+// shown-pictures table read from the file (the first pick after a start) and from memory.
+#include "ClsMdb.h"
+#include "MdbShownPictures.h"
+#include "NextPictureSelector.h"
+#include "RandomGenerator.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+namespace {
+
+class Entries : public CandidateList
+{
+public:
+    explicit Entries(int count)
+    {
+        for (int i = 1; i <= count; ++i)
+            m_keys << QStringLiteral("/photos/%1/picture-%2.jpg").arg(i / 100).arg(i);
+    }
+    int count() const override { return int(m_keys.size()); }
+    QString key(int position) const override { return m_keys.at(position - 1); }
+    bool isPicture(int) const override { return true; }
+
+private:
+    QStringList m_keys;
+};
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QTextStream out(stdout);
+    constexpr int Count = 100000;
+    const Entries list(Count);
+    QTemporaryDir dir;
+    ClsMdb db;
+    db.setMdbName(dir.path() + QStringLiteral("/Tapisol.mdb"));
+    if (!db.MdbInit())
+        return 1;
+    {
+        SQLite::Transaction transaction(db.database());
+        SQLite::Statement insert(db.database(), "INSERT INTO TableImage (Nom) VALUES (?)");
+        for (int position = 1; position <= Count; ++position) {
+            if (position == Count / 3)
+                continue; // the one picture not shown yet
+            insert.bind(1, list.key(position).toStdString());
+            insert.exec();
+            insert.reset();
+        }
+        transaction.commit();
+    }
+
+    // Takes the picked name out again, so every run starts from the same state.
+    const auto undo = [&db, &list] {
+        SQLite::Statement remove(db.database(), "DELETE FROM TableImage WHERE Nom = ?");
+        remove.bind(1, list.key(Count / 3).toStdString());
+        remove.exec();
+    };
+    RandomGenerator random;
+    QList<double> cold;
+    QList<double> warm;
+    for (int run = 0; run < 5; ++run) {
+        for (bool namesLoaded : {false, true}) {
+            random.seed(run);
+            MdbShownPictures shown(db);
+            if (namesLoaded)
+                shown.count(); // reads the names, as the first pick after a start did
+            NextPictureSelector selector(shown, random);
+            QElapsedTimer timer;
+            timer.start();
+            const auto picked = selector.next(list, NextPictureSelector::Order::Random);
+            (namesLoaded ? warm : cold) << timer.nsecsElapsed() / 1e6;
+            if (!picked || *picked != Count / 3)
+                return 2;
+            undo();
+        }
+    }
+    std::sort(cold.begin(), cold.end());
+    std::sort(warm.begin(), warm.end());
+    out << "Random pick, 100,000 entries, 99,999 shown (median of 5)\n";
+    out << QStringLiteral("%1 %2\n").arg(QStringLiteral("case"), -44).arg(QStringLiteral("ms"), 8);
+    out << QStringLiteral("%1 %2\n")
+               .arg(QStringLiteral("first pick after a start (names read)"), -44)
+               .arg(cold[2], 8, 'f', 2);
+    out << QStringLiteral("%1 %2\n").arg(QStringLiteral("later picks (names in memory)"), -44).arg(warm[2], 8, 'f', 2);
+    out << QStringLiteral("%1 %2\n").arg(QStringLiteral("goal"), -44).arg(20.0, 8, 'f', 2);
+    return 0;
+}
