@@ -28,6 +28,19 @@ std::optional<int> NextPictureSelector::next(const CandidateList& list, Order or
     return chosen;
 }
 
+bool NextPictureSelector::isShown(const CandidateList& list, int position)
+{
+    ShownPositions& cache = m_shownPositions;
+    const int count = list.count();
+    if (cache.list != &list || cache.generation != list.generation() || cache.count != count
+        || cache.shownCount != m_shown.count()) {
+        cache = {&list, list.generation(), count, m_shown.count(), std::vector<bool>(size_t(count) + 1)};
+        for (int at = 1; at <= count; ++at)
+            cache.bits[size_t(at)] = list.isPicture(at) && m_shown.contains(list.key(at));
+    }
+    return cache.bits[size_t(position)];
+}
+
 std::optional<int> NextPictureSelector::nextRandom(const CandidateList& list)
 {
     const int count = list.count();
@@ -41,7 +54,7 @@ std::optional<int> NextPictureSelector::nextRandom(const CandidateList& list)
     int steps = 0;
     int restarts = 0;
     while (true) {
-        const bool rejected = !list.isPicture(position) || position == last || m_shown.contains(list.key(position));
+        const bool rejected = !list.isPicture(position) || position == last || isShown(list, position);
         if (!rejected)
             break;
         --position;
@@ -100,5 +113,12 @@ void NextPictureSelector::accept(const CandidateList& list, int position, const 
 {
     m_selected = position;
     TAPISOL_TRACE(QStringLiteral("SY FNext %1 Mod DB").arg(QLatin1String(tag)));
-    m_shown.add(list.key(position));
+    const bool wasShown = m_shown.contains(list.key(position));
+    if (!m_shown.add(list.key(position)) || wasShown)
+        return;
+    ShownPositions& cache = m_shownPositions;
+    if (cache.list == &list && cache.shownCount + 1 == m_shown.count()) {
+        cache.bits[size_t(position)] = true;
+        cache.shownCount = m_shown.count();
+    }
 }

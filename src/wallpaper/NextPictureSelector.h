@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 class RandomGenerator;
 
@@ -17,6 +18,8 @@ public:
     virtual QString key(int position) const = 0;
     /// Whether the entry at a position is a picture (its marker is empty).
     virtual bool isPicture(int position) const = 0;
+    /// Changes whenever the entries change, so that what was learnt about them can be kept.
+    virtual quint64 generation() const { return 0; }
 };
 
 // The pictures shown since the current round began (kept in the database so a round goes on
@@ -60,6 +63,19 @@ public:
     void setDirection(int direction) { m_direction = direction < 0 ? -1 : 1; }
 
 private:
+    // Which positions of the list hold a picture shown this round. Building it looks up every
+    // entry once; it is then kept while the list and the shown pictures change only through us,
+    // so a pick in a folder of 100,000 pictures costs a walk over bits, not 100,000 look-ups.
+    struct ShownPositions
+    {
+        const CandidateList* list = nullptr;
+        quint64 generation = 0;
+        int count = -1;
+        int shownCount = -1;
+        std::vector<bool> bits;
+    };
+
+    bool isShown(const CandidateList& list, int position);
     std::optional<int> nextRandom(const CandidateList& list);
     std::optional<int> nextInOrder(const CandidateList& list, bool backAndForth);
     void accept(const CandidateList& list, int position, const char* tag);
@@ -68,4 +84,5 @@ private:
     RandomGenerator& m_random;
     int m_selected = 0;
     int m_direction = 1;
+    ShownPositions m_shownPositions;
 };

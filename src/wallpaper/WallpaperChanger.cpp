@@ -19,9 +19,12 @@ public:
     int count() const override { return m_source.count(); }
     QString key(int position) const override { return m_source.entry(position).key; }
     bool isPicture(int position) const override { return m_source.isPicture(position); }
+    quint64 generation() const override { return m_generation; }
+    void listChanged() { ++m_generation; }
 
 private:
     const PictureSource& m_source;
+    quint64 m_generation = 0;
 };
 
 WallpaperChanger::WallpaperChanger(ClsMonitor& monitors, ClsMdb& db, QObject* parent)
@@ -45,6 +48,7 @@ WallpaperChanger::~WallpaperChanger() = default;
 
 void WallpaperChanger::onListReady()
 {
+    m_candidates->listChanged();
     // The entry on screen is found again in the new list, so the walk goes on from it.
     m_selector.setSelected(m_source.indexOf(registry().get(SettingNo::CurrentWallPaper).toString()));
     if (std::exchange(m_changeWhenReady, false))

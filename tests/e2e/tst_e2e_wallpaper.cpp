@@ -4,9 +4,13 @@
 #include <QBuffer>
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
+#include <QScreen>
 #include <QtTest>
+
+#include <cmath>
 
 namespace {
 
@@ -107,6 +111,8 @@ private slots:
 
     void startChangeFitsThePictureToTheScreen()
     {
+        if (QGuiApplication::screens().size() != 1)
+            QSKIP("needs a single 1280 × 800 screen");
         writeQuarters(m_pictures + QStringLiteral("/quarters.png"));
         configure(0);
         QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
@@ -127,8 +133,33 @@ private slots:
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
     }
 
+    // With two monitors the picture fills the chosen one (the first), the other keeps its own.
+    void twoMonitorsKeepTheirOwn()
+    {
+        if (QGuiApplication::screens().size() != 2)
+            QSKIP("needs the two monitors of with-monitors.sh");
+        writeQuarters(m_pictures + QStringLiteral("/quarters.png"));
+        configure(0);
+        const QRect left = QGuiApplication::screens().at(0)->geometry();
+        const QRect right = QGuiApplication::screens().at(1)->geometry();
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed")));
+        // Several monitors: the work area is the whole first monitor, and 800 × 600 fits inside it.
+        QSize size(left.width(), int(std::lround(600.0 * left.width() / 800.0)));
+        if (size.height() > left.height())
+            size = QSize(int(std::lround(800.0 * left.height() / 600.0)), left.height());
+        const QRect fitted(
+            left.topLeft() + QPoint((left.width() - size.width()) / 2, (left.height() - size.height()) / 2), size);
+        const QString wrong = rootMismatches(quarterChecks(fitted) << PixelCheck {right.center(), Black});
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
+        QVERIFY(tapisol->waitForFinished(15000));
+    }
+
     void badPicturesLeaveTheWallpaper()
     {
+        if (QGuiApplication::screens().size() != 1)
+            QSKIP("needs a single 1280 × 800 screen");
         writeQuarters(m_pictures + QStringLiteral("/a-quarters.png"));
         writeSolid(m_pictures + QStringLiteral("/b-red.png"), Red);
         writeBomb(s->home().path() + QStringLiteral("/bomb.png"));
@@ -158,5 +189,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestE2eWallpaper)
+QTEST_MAIN(TestE2eWallpaper)
 #include "tst_e2e_wallpaper.moc"
