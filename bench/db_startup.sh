@@ -112,7 +112,8 @@ row "trial: open + quick_check" "$(ours_ms 'trial (open + quick_check)')" "$shel
 row ".mdb.bak copy" "$(ours_ms '.mdb.bak (backup API + check)')" "$shell_backup" ".backup (whole process)"
 row "" "" "$shell_vacuum" "VACUUM INTO (.timer)"
 row "open + Verify" "$(ours_ms 'open + Verify')" "$shell_open" "first statement: schema read (.timer)"
-row "MdbInit: all of the above" "$(ours_ms 'MdbInit (all of the above)')" "" ""
+row "MdbInit after a clean exit" "$(ours_ms 'MdbInit (all of the above)')" "" "(the full check was done by the compaction)"
+row "MdbInit after a crash" "$(ours_ms 'MdbInit after a crash')" "" "(full check of the file and of the .bak)"
 row "alarm scan, one run" "$(ours_ms 'alarm scan')" "$shell_scan_one" "SELECT * to /dev/null (.timer, 1 ms steps)"
 row "" "" "$shell_scan_per" "1,000 scans in one statement / 1,000"
 row "close: compaction" "$(ours_ms 'close (compaction)')" "$shell_vacuum" "VACUUM INTO (.timer)"
@@ -127,5 +128,5 @@ startup=$(ours_ms 'MdbInit (all of the above)')
 scan_ms=$(ours_ms 'alarm scan')
 plan=$(grep -c 'USING INDEX Agenda_IndAlarme' <<<"$ours" || true)
 verdict() { awk -v v="$1" -v goal="$2" 'BEGIN { print (v < goal) ? "met" : "MISSED" }'; }
-echo "Goal: start-up database work < 500 ms: $(verdict "$startup" 500) ($startup ms)"
+echo "Goal: start-up database work < 500 ms: $(verdict "$startup" 500) ($startup ms after a clean exit; $(ours_ms 'MdbInit after a crash') ms after a crash)"
 echo "Goal: alarm scan < 1 ms using the index: $(verdict "$scan_ms" 1) ($scan_ms ms), index $([[ $plan -gt 0 ]] && echo used || echo NOT USED)"

@@ -156,9 +156,16 @@ bool ClsMdb::MdbInit()
         TAPISOL_TRACE(QStringLiteral("M1 Database created"));
     }
     if (m_copiesEnabled) {
-        const MdbFiles::Check trial = MdbFiles::checkFile(m_name, MdbSchema::Version);
+        // A file left exactly as the last clean exit checked it needs no second look at every
+        // page, which takes most of a second on a large file; anything else gets the full check.
+        const bool unchanged = MdbFiles::unchangedSinceVerified(m_name);
+        if (unchanged)
+            TAPISOL_TRACE(QStringLiteral("ClsMdb Init fichier inchangé depuis sa vérification à la sortie"));
+        const auto depth = unchanged ? MdbFiles::Depth::Header : MdbFiles::Depth::Full;
+        const MdbFiles::Check trial = MdbFiles::checkFile(m_name, MdbSchema::Version, depth);
+        MdbFiles::forgetVerified(m_name); // the file changes from here on
         if (trial.ok)
-            makeBackup();
+            makeBackup(depth);
         else if (!recoverFromCopy(trial.reason))
             return false;
     }
@@ -203,14 +210,14 @@ bool ClsMdb::createFile(QString* error)
     }
 }
 
-void ClsMdb::makeBackup()
+void ClsMdb::makeBackup(MdbFiles::Depth depth)
 {
     TAPISOL_TRACE(QStringLiteral("ClsMdb Backup DataBases"));
     const QString bak = MdbFiles::copyName(m_name, QStringLiteral(".mdb.bak"));
     QString error;
     try {
         SQLite::Database source(m_name.toStdString(), SQLite::OPEN_READWRITE, 5000);
-        if (MdbFiles::snapshot(source, bak, true, &error))
+        if (MdbFiles::snapshot(source, bak, true, &error, depth))
             return;
     } catch (const std::exception& e) {
         error = describe(e);
@@ -489,6 +496,9 @@ void ClsMdb::close()
     TAPISOL_TRACE(QStringLiteral("ClsMdb Terminate compact Database"));
     QString reason;
     const bool compacted = MdbCompaction::compactAndClose(m_db, m_name, &reason);
+    // The compacted file passed a full check before it took the database's place.
+    if (compacted)
+        MdbFiles::recordVerified(m_name);
     TAPISOL_TRACE(
         compacted ? QStringLiteral("ClsMdb End Terminate, Ok") : QStringLiteral("ClsMdb End Terminate, Err ") + reason);
 }

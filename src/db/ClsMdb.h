@@ -1,6 +1,7 @@
 #pragma once
 
 #include "LanguageTables.h"
+#include "MdbFiles.h"
 
 #include <QDateTime>
 #include <QString>
@@ -148,7 +149,7 @@ private:
     bool createFile(QString* error);
     bool recoverFromCopy(const QString& reason);
     bool restoreFrom(const QString& copy);
-    void makeBackup();
+    void makeBackup(MdbFiles::Depth depth);
     bool openConnection(QString* error);
     void failOpening(const QString& error);
     bool createTable(const char* tableName);

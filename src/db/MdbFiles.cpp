@@ -3,6 +3,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
+
+#include <sys/stat.h>
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
@@ -82,7 +85,7 @@ QString temporaryName(const QString& target)
     return target + QStringLiteral(".tmp");
 }
 
-Check checkFile(const QString& path, int maxVersion)
+Check checkFile(const QString& path, int maxVersion, Depth depth)
 {
     const QFileInfo info(path);
     if (!info.exists())
@@ -92,7 +95,7 @@ Check checkFile(const QString& path, int maxVersion)
         return {false, QStringLiteral("fichier vide"), 0};
     try {
         SQLite::Database db(path.toStdString(), SQLite::OPEN_READWRITE, 2000);
-        const QString problems = quickCheck(db);
+        const QString problems = depth == Depth::Full ? quickCheck(db) : QString();
         if (!problems.isEmpty())
             return {false, QStringLiteral("quick_check : ") + problems, 0};
         const int version = userVersion(db);
@@ -118,9 +121,9 @@ QMap<QString, qint64> rowCounts(SQLite::Database& db)
     return counts;
 }
 
-bool verifyCopy(const QString& path, const QMap<QString, qint64>& counts, int version, QString* error)
+bool verifyCopy(const QString& path, const QMap<QString, qint64>& counts, int version, QString* error, Depth depth)
 {
-    const Check check = checkFile(path, version);
+    const Check check = checkFile(path, version, depth);
     if (!check.ok) {
         *error = check.reason;
         return false;
@@ -143,7 +146,7 @@ bool verifyCopy(const QString& path, const QMap<QString, qint64>& counts, int ve
     return true;
 }
 
-bool snapshot(SQLite::Database& source, const QString& target, bool overwrite, QString* error)
+bool snapshot(SQLite::Database& source, const QString& target, bool overwrite, QString* error, Depth depth)
 {
     if (!overwrite && QFileInfo::exists(target)) {
         *error = target + QStringLiteral(" existe déjà");
@@ -166,7 +169,7 @@ bool snapshot(SQLite::Database& source, const QString& target, bool overwrite, Q
             // The copied header may say WAL; a copy stays one self-contained file.
             copy.execAndGet("PRAGMA journal_mode=DELETE");
         }
-        if (!verifyCopy(temporary, counts, version, error)) {
+        if (!verifyCopy(temporary, counts, version, error, depth)) {
             removeWithCompanions(temporary);
             return false;
         }
@@ -256,6 +259,60 @@ bool replace(const QString& from, const QString& to, QString* error)
     }
     syncParentDir(to);
     return true;
+}
+
+namespace {
+
+QString verifiedStampName(const QString& path)
+{
+    return path + QStringLiteral(".ok");
+}
+
+// Device, inode, size and the two times: any write changes the change time, which no program can
+// set back.
+QByteArray stampOf(const QString& path)
+{
+    struct stat info = {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return {};
+    return QByteArray::number(quint64(info.st_dev)) + ' ' + QByteArray::number(quint64(info.st_ino)) + ' '
+        + QByteArray::number(qint64(info.st_size)) + ' ' + QByteArray::number(qint64(info.st_mtim.tv_sec)) + '.'
+        + QByteArray::number(qint64(info.st_mtim.tv_nsec)) + ' ' + QByteArray::number(qint64(info.st_ctim.tv_sec)) + '.'
+        + QByteArray::number(qint64(info.st_ctim.tv_nsec));
+}
+
+bool hasJournalContent(const QString& path)
+{
+    for (const char* suffix : {"-wal", "-journal"}) {
+        const QFileInfo companion(path + QLatin1String(suffix));
+        if (companion.exists() && companion.size() > 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool recordVerified(const QString& path)
+{
+    const QByteArray stamp = stampOf(path);
+    QSaveFile file(verifiedStampName(path));
+    return !stamp.isEmpty() && file.open(QIODevice::WriteOnly) && file.write(stamp) == stamp.size() && file.commit()
+        && makePrivate(verifiedStampName(path));
+}
+
+bool unchangedSinceVerified(const QString& path)
+{
+    QFile file(verifiedStampName(path));
+    if (!file.open(QIODevice::ReadOnly) || hasJournalContent(path))
+        return false;
+    const QByteArray stamp = stampOf(path);
+    return !stamp.isEmpty() && file.readAll() == stamp;
+}
+
+void forgetVerified(const QString& path)
+{
+    QFile::remove(verifiedStampName(path));
 }
 
 } // namespace MdbFiles

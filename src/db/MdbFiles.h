@@ -36,21 +36,44 @@ struct Check
     int version = 0;
 };
 
-/// Opens the file once (read-write, never creating it), runs PRAGMA quick_check and reads its
-/// layout version; the file is unusable when it is missing, empty, not a database, damaged, or
-/// written by a newer layout than `maxVersion`.
-Check checkFile(const QString& path, int maxVersion);
+/// How much checkFile() looks at.
+enum class Depth
+{
+    Full,   // PRAGMA quick_check over every page
+    Header, // the file opens as a database and its layout version is read
+};
+
+/// Opens the file once (read-write, never creating it), runs PRAGMA quick_check (unless only the
+/// header is asked for) and reads its layout version; the file is unusable when it is missing,
+/// empty, not a database, damaged, or written by a newer layout than `maxVersion`.
+Check checkFile(const QString& path, int maxVersion, Depth depth = Depth::Full);
+
+/// Remembers the exact state of a file that has just been checked in full (device, inode, size,
+/// modification and change times to the nanosecond), in a small file beside it.
+bool recordVerified(const QString& path);
+
+/// True when the file is still exactly as recordVerified() saw it and has no journal beside it:
+/// the same bytes, so checking them again would find what the last check found. Any write, a
+/// copy put in its place, or a crash before the last clean exit makes it false.
+bool unchangedSinceVerified(const QString& path);
+
+/// Forgets what recordVerified() remembered.
+void forgetVerified(const QString& path);
 
 /// The number of rows of every table, by table name.
 QMap<QString, qint64> rowCounts(SQLite::Database& db);
 
 /// Checks a finished copy against what it was copied from: checkFile(), the same layout version,
 /// the same row counts. Sets `error` and returns false otherwise.
-bool verifyCopy(const QString& path, const QMap<QString, qint64>& counts, int version, QString* error);
+bool verifyCopy(
+    const QString& path, const QMap<QString, qint64>& counts, int version, QString* error, Depth depth = Depth::Full);
 
 /// Copies the database open on `source` to `target` through its temporary name (see above).
-/// Without `overwrite`, an existing target is left alone and the call fails.
-bool snapshot(SQLite::Database& source, const QString& target, bool overwrite, QString* error);
+/// Without `overwrite`, an existing target is left alone and the call fails. `depth` is how the
+/// copy is checked besides its layout version and row counts: a source that was itself just
+/// checked in full gives a page-for-page copy that needs no second full check.
+bool snapshot(
+    SQLite::Database& source, const QString& target, bool overwrite, QString* error, Depth depth = Depth::Full);
 
 /// Copies `source` byte for byte to `target` with its -wal and -journal files; a companion that
 /// `source` lacks is removed beside `target`, where it would be taken for the copy's own.

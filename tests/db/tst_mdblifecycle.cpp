@@ -79,6 +79,7 @@ private slots:
     void failedOpeningKeepsABadCopy();
     void leftoversOfAKillAreRemoved();
     void compactionKeepsEveryRowAndCounter();
+    void cleanExitSparesTheNextFullCheck();
     void compactionLeavesAFileOpenElsewhere_data();
     void compactionLeavesAFileOpenElsewhere();
 
@@ -285,6 +286,39 @@ void TestMdbLifecycle::compactionKeepsEveryRowAndCounter()
     QCOMPARE(rows(db, "SELECT count(*), max(KeyAuto) FROM AlbumTriDesc"), QStringLiteral("10|10"));
     db.exec("INSERT INTO AlbumTriDesc (Famille, KeyPage, Description) VALUES (1, 1, 'x')");
     QCOMPARE(db.getLastInsertRowid(), 3001);
+}
+
+// The compaction checked the file in full; the next start trusts it only while it is untouched.
+void TestMdbLifecycle::cleanExitSparesTheNextFullCheck()
+{
+    const QString unchanged = QStringLiteral("ClsMdb Init fichier inchangé depuis sa vérification à la sortie");
+    QVERIFY(startAndClose(NoteInsert.arg(45000)));
+    MdbTest::startTracing();
+    QVERIFY(startAndClose());
+    QVERIFY(traceLines().contains(unchanged));
+    QVERIFY(QFile::exists(copy(".mdb.bak")));
+
+    // Written by another program after the exit: checked in full again.
+    MdbTest::execAll(m_file, {NoteInsert.arg(45001)});
+    MdbTest::startTracing();
+    QVERIFY(startAndClose());
+    QVERIFY(!traceLines().contains(unchanged));
+
+    // Damaged with its modification time put back: the change time still tells.
+    const QDateTime modified = QFileInfo(m_file).lastModified();
+    {
+        QFile file(m_file);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.seek(file.size() / 2));
+        file.write(QByteArray(4096, '\xff'));
+        QVERIFY(file.setFileTime(modified, QFileDevice::FileModificationTime));
+    }
+    MdbTest::startTracing();
+    m_notices.clear();
+    auto mdb = makeMdb();
+    mdb->MdbInit();
+    QVERIFY(!traceLines().contains(unchanged));
+    QVERIFY(m_notices.contains(ClsMdb::TextDamaged));
 }
 
 void TestMdbLifecycle::compactionLeavesAFileOpenElsewhere_data()
