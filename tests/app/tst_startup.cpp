@@ -1,4 +1,6 @@
 #include "AppState.h"
+#include "ClsRegistry.h"
+#include "FrmSysTray.h"
 #include "FrmTrace.h"
 #include "SingleInstance.h"
 #include "Startup.h"
@@ -90,6 +92,25 @@ private slots:
         QVERIFY(log.contains(QStringLiteral("M1 Unload Impossible de décharger FrmStubborn")));
         delete trace;
         delete tray;
+    }
+
+    // Only the Exit command unloads the tray form; any other close is refused and traced.
+    void trayFormRefusesAnyCloseButExit()
+    {
+        TempXdgHome home;
+        appState().trace = true;
+        appState().silent = true;
+        FrmSysTray tray({});
+        QSignalSpy unloaded(&tray, &FrmSysTray::unloaded);
+        QVERIFY(!tray.close());
+        QVERIFY(readLog().contains(QStringLiteral("SY, QueryUnload\r\nSY, Unload Form OnLoad=Faux\r\n"
+                                                  "SY, Unload Form 'Not UnloadForm' -> Cancel=True\r\n")));
+        QCOMPARE(unloaded.count(), 0);
+        tray.exitProgram();
+        QCOMPARE(unloaded.count(), 1);
+        QVERIFY(readLog().contains(QStringLiteral("SY, Unload UnHook\r\nSY, Unload Registry Write\r\n"
+                                                  "SY, Unload Close\r\nSY, Unload Clear\r\n")));
+        releaseRegistry();
     }
 
     void singleInstanceLockAndMessages()

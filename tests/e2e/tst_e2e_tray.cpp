@@ -125,6 +125,38 @@ private slots:
         QCOMPARE(tapisol->exitCode(), 0);
     }
 
+    // Auto mode starts as the user left it; the about box opens and closes.
+    void autoModeAndAboutBox()
+    {
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
+        QVERIFY(s->log().contains(QStringLiteral("SY TurnTimer 1"))); // on for a first start
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("1")}), 0);
+        QVERIFY(s->waitForLog(QStringLiteral("SY TurnTimer 0")));
+
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("14")}), 0);
+        const QString about = E2eSession::run(QStringLiteral("xdotool"),
+            {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
+                QStringLiteral("--name"), QStringLiteral("propos de Tapisol")});
+        QVERIFY(!about.isEmpty());
+        xdotool({QStringLiteral("key"), QStringLiteral("--window"), about.section(QLatin1Char('\n'), 0, 0),
+            QStringLiteral("Return")});
+        QTRY_VERIFY_WITH_TIMEOUT(E2eSession::run(QStringLiteral("xdotool"),
+                                     {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                         QStringLiteral("--name"), QStringLiteral("propos de Tapisol")})
+                                     .isEmpty(),
+            10000);
+        QCOMPARE(tapisol->state(), QProcess::Running);
+
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
+        QVERIFY(tapisol->waitForFinished(15000));
+        QProcess* again = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End"), 2));
+        QCOMPARE(s->log().count(QStringLiteral("SY TurnTimer 1")), 1); // still off after the restart
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
+        QVERIFY(again->waitForFinished(15000));
+    }
+
     void screenSaverCommandAsksTheDesktop()
     {
         ScreenSaverService saver;

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs a command inside its own Xvfb display and D-Bus session, then tears both down.
 #   with-display.sh command args...
+# TAPISOL_XVFB_SCREEN sets the screen (1280x800x24 by default).
 # -displayfd lets Xvfb pick a free display itself, so parallel tests never race for a number.
 set -euo pipefail
 
@@ -13,7 +14,7 @@ cleanup() {
 trap cleanup EXIT
 
 exec 5>"$tmp/display"
-Xvfb -displayfd 5 -screen 0 1280x800x24 -nolisten tcp -noreset >"$tmp/xvfb.log" 2>&1 &
+Xvfb -displayfd 5 -screen 0 "${TAPISOL_XVFB_SCREEN:-1280x800x24}" -nolisten tcp -noreset >"$tmp/xvfb.log" 2>&1 &
 xvfb_pid=$!
 for _ in $(seq 100); do
     [[ -s "$tmp/display" ]] && break
