@@ -34,7 +34,9 @@ int applyPicture(const QString& picture, QTextStream& err)
         return 1;
     }
     ClsMonitor monitors;
-    ImageDecoder decoder;
+    ImageDecoder::Limits limits;
+    limits.inProcess = true; // a one-shot command: its own crash would cost only itself
+    ImageDecoder decoder(limits);
     QString description;
     const auto backend = WallpaperBackends::choose(WallpaperBackends::Session::fromEnvironment(), &description);
     WallpaperRenderer renderer(monitors, decoder, *backend);

@@ -3,6 +3,7 @@
 #include "DecoderProtocol.h"
 #include "ImageLimits.h"
 #include "PictureDecoding.h"
+#include "PictureFile.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -239,6 +240,16 @@ ImageDecoder::~ImageDecoder() = default;
 
 std::optional<PictureInfo> ImageDecoder::probe(const QString& path, QString* error)
 {
+    if (d->limits.inProcess) {
+        PictureFile file;
+        QString cause;
+        std::optional<PictureInfo> info;
+        if (file.open(path, &cause))
+            info = PictureDecoding::probe(file, &cause);
+        if (!info && error)
+            *error = path + QStringLiteral(": ") + cause;
+        return info;
+    }
     DecoderProtocol::Request request;
     request.command = DecoderProtocol::Command::Probe;
     request.path = QFile::encodeName(path);
@@ -253,6 +264,21 @@ std::optional<PictureInfo> ImageDecoder::probe(const QString& path, QString* err
 
 QImage ImageDecoder::decode(const QString& path, QSize targetSize, QColor background, QString* error, Details* details)
 {
+    if (d->limits.inProcess) {
+        // The process ends after this picture, so libwmf's kept bitmaps do not matter here.
+        PictureFile file;
+        QString cause;
+        std::optional<PictureInfo> info;
+        QImage image;
+        QSize decodedSize;
+        if (file.open(path, &cause) && (info = PictureDecoding::probe(file, &cause)))
+            image = PictureDecoding::decode(file, *info, targetSize, background, &cause, &decodedSize);
+        if (details && info)
+            *details = Details {*info, decodedSize};
+        if (image.isNull() && error)
+            *error = path + QStringLiteral(": ") + cause;
+        return image;
+    }
     DecoderProtocol::Request request;
     request.command = DecoderProtocol::Command::Decode;
     request.path = QFile::encodeName(path);

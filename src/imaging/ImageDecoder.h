@@ -26,6 +26,10 @@ public:
         int cpuSeconds = 15;   // processor time for one picture
         int timeoutMs = 20000; // wall-clock time for one picture, start of the helper included
         int retireMb = 256;    // a helper grown past this (a large picture, a leaking library) is replaced
+        // Decode in this process instead. Only for a short-lived command whose own crash costs
+        // nothing but itself (`tapisol --apply` with no instance running): the helper's start and
+        // its libraries would double the command's time and memory.
+        bool inProcess = false;
     };
 
     /// What a decode learnt besides the pixels.
