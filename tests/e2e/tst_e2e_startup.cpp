@@ -1,5 +1,6 @@
 #include "E2eSession.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QtTest>
@@ -112,6 +113,35 @@ private slots:
                          QStringLiteral("FP Unload Trace")},
                      &missing),
             qPrintable(missing));
+    }
+
+    // A database beyond repair, with no healthy copy: the user is told, and the program ends
+    // without a tray icon; the damaged file is kept as it was.
+    void unusableDatabaseEndsTheStart()
+    {
+        QDir().mkpath(s->home().tapisolDataDir());
+        QFile junk(s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb"));
+        QVERIFY(junk.open(QIODevice::WriteOnly));
+        junk.write(QByteArray(8192, 'x'));
+        junk.close();
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        const QString box = E2eSession::run(QStringLiteral("xdotool"),
+            {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
+                QStringLiteral("--name"), QStringLiteral("^Tapisol$")});
+        QVERIFY(!box.isEmpty());
+        // Every message box of the start (damaged, no good copy) is answered.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                E2eSession::run(QStringLiteral("xdotool"),
+                    {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+                        QStringLiteral("^Tapisol$"), QStringLiteral("key"), QStringLiteral("Return")});
+                return tapisol->state() == QProcess::NotRunning;
+            }(),
+            15000);
+        QCOMPARE(tapisol->exitCode(), 1);
+        QVERIFY(s->log().contains(QStringLiteral("M1 Init DataBases MdbName=")));
+        QVERIFY(!s->log().contains(QStringLiteral("M1 Load Systray Form")));
+        QVERIFY(QFile::exists(s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb.ERR")));
     }
 
     void killedInstanceDoesNotBlockTheNext()
