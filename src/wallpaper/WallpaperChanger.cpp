@@ -8,6 +8,7 @@
 #include "WallpaperRenderer.h"
 
 #include <QFileInfo>
+#include <QScopedValueRollback>
 
 // The folder's list as the selection walks it.
 class WallpaperChanger::Candidates : public CandidateList
@@ -60,8 +61,10 @@ bool WallpaperChanger::changeToNext()
     // A new folder in the settings, or a folder whose content changed: the new list first.
     const bool newFolder = m_source.applySettings(registry());
     if (newFolder || m_source.refreshIfChanged() || m_source.isScanning()) {
-        TAPISOL_TRACE(QStringLiteral("SY FNext attend la liste de ") + m_source.folder());
+        // Set before the trace line: writing it lets the event loop in, and the list may be
+        // delivered right there.
         m_changeWhenReady = true;
+        TAPISOL_TRACE(QStringLiteral("SY FNext attend la liste de ") + m_source.folder());
         return false;
     }
     return changeNow();
@@ -69,6 +72,13 @@ bool WallpaperChanger::changeToNext()
 
 bool WallpaperChanger::changeNow()
 {
+    // A trace line lets the event loop in: a timer or a command must not start a second change
+    // while the decoder and the renderer are busy with the first.
+    if (m_changing) {
+        TAPISOL_TRACE(QStringLiteral("SY FNext changement déjà en cours"));
+        return false;
+    }
+    const QScopedValueRollback changing(m_changing, true);
     const auto order = NextPictureSelector::Order(qBound(0, registry().get(SettingNo::SelectRandom).toInt(), 2));
     const int direction = m_selector.direction();
     const auto position = m_selector.next(*m_candidates, order);
@@ -89,6 +99,9 @@ bool WallpaperChanger::showPosition(int position)
 
 bool WallpaperChanger::applyFile(const QString& path)
 {
+    if (m_changing)
+        return false;
+    const QScopedValueRollback changing(m_changing, true);
     const QString absolute = QFileInfo(path).absoluteFilePath();
     if (!m_renderer->change(absolute))
         return false;

@@ -53,4 +53,5 @@ private:
     std::unique_ptr<WallpaperBackend> m_backend;
     std::unique_ptr<WallpaperRenderer> m_renderer;
     bool m_changeWhenReady = false;
+    bool m_changing = false;
 };
