@@ -27,6 +27,8 @@
 #include <QStandardPaths>
 #include <QUrl>
 
+#include <xcb/xcb.h>
+
 namespace {
 
 // Auto mode at start is what the user left at the last exit; it is not one of the numbered settings.
@@ -35,6 +37,29 @@ const QString AutoModeValue = QStringLiteral("ModeAuto");
 const QString TranslationPage = QStringLiteral("https://tapisol.orvenne.org/traduction");
 // The windows a left click on the icon brings forward.
 const char* const RaisedForms[] = {"FrmNotes", "FrmAssistSon", "FrmParam", "FrmAgenda"};
+
+// The window of the XEmbed tray host of the screen, 0 when none runs; -1 off X11. Qt notices a
+// new tray host by a message it may miss under load, so the tray form looks for itself.
+qint64 trayHostWindow()
+{
+    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
+    if (!connection)
+        return -1;
+    static xcb_atom_t selection = [connection] {
+        const QByteArray name = QByteArrayLiteral("_NET_SYSTEM_TRAY_S") + QByteArray::number(0);
+        xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
+            connection, xcb_intern_atom(connection, 0, quint16(name.size()), name.constData()), nullptr);
+        const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
+        free(reply);
+        return atom;
+    }();
+    xcb_get_selection_owner_reply_t* reply
+        = xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr);
+    const qint64 owner = reply ? reply->owner : 0;
+    free(reply);
+    return owner;
+}
 
 QString yesNo(bool value)
 {
@@ -193,7 +218,8 @@ void FrmSysTray::putIconInTray()
         m_menu = new QMenu(this);
         m_menu->setObjectName(QStringLiteral("MnuSysTray"));
     }
-    m_iconDocked = QSystemTrayIcon::isSystemTrayAvailable();
+    m_trayHost = trayHostWindow();
+    m_iconDocked = m_trayHost > 0 || QSystemTrayIcon::isSystemTrayAvailable();
     if (!m_iconDocked) {
         TAPISOL_TRACE(QStringLiteral("SY, Intray, ") + langText(2124));
         return;
@@ -206,10 +232,16 @@ void FrmSysTray::putIconInTray()
 
 void FrmSysTray::keepIconDocked()
 {
-    const bool available = QSystemTrayIcon::isSystemTrayAvailable();
+    const qint64 host = trayHostWindow();
+    if (host > 0 && host != m_trayHost) {
+        putIconInTray(); // an XEmbed tray host started, or restarted after a crash
+        return;
+    }
+    m_trayHost = host;
+    const bool available = host > 0 || QSystemTrayIcon::isSystemTrayAvailable();
     if (available && !m_iconDocked)
-        putIconInTray(); // a tray host started, or restarted after a crash
-    else if (!available && m_iconDocked)
+        putIconInTray(); // a StatusNotifierItem host came
+    else if (!available)
         m_iconDocked = false;
 }
 

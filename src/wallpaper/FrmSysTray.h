@@ -96,6 +96,7 @@ private:
     QTimer m_screensSettle;
     QString m_tip;
     bool m_iconDocked = false;
+    qint64 m_trayHost = 0; // the XEmbed tray host's window on X11
     bool m_busy = false;
     bool m_loaded = false;
     bool m_quitting = false; // the two exit flags: only the Exit command sets them
