@@ -2,6 +2,7 @@
 
 #include "ClsMonitor.h"
 #include "ClsRegistry.h"
+#include "CommandDispatcher.h"
 #include "ImageDecoder.h"
 #include "InterfaceTexts.h"
 #include "SingleInstance.h"
@@ -88,7 +89,7 @@ int runClientRequest(const ClientRequest& request)
     case ClientRequest::Kind::Command: {
         bool ok = false;
         const int command = request.argument.trimmed().toInt(&ok);
-        if (!ok || command < 0 || command > Startup::LastCommand) {
+        if (!ok || !CommandDispatcher::isCommand(command)) {
             err << "tapisol: " << langText(2207).arg(request.argument) << '\n';
             return 1;
         }

@@ -5,6 +5,7 @@
 #include "Clock.h"
 #include "ClsMdb.h"
 #include "ClsRegistry.h"
+#include "CommandDispatcher.h"
 #include "ErrorReport.h"
 #include "FrmSysTray.h"
 #include "FrmTrace.h"
@@ -219,7 +220,7 @@ QString Startup::onMessage(const QString& name, const QString& argument)
 
 QString Startup::runCommand(int command)
 {
-    if (command < 0 || command > LastCommand)
+    if (!CommandDispatcher::isCommand(command))
         return langText(2207).arg(command);
     if (!m_started) {
         m_pendingCommands.append(command);

@@ -47,8 +47,6 @@ public:
     /// The help page for a language, the French one when that language has none.
     static QString helpFileFor(const QString& languageCode);
 
-    static constexpr int LastCommand = 17;
-
 signals:
     /// Emitted once the unload sequence has run; the event loop ends right after.
     void finished();
