@@ -1,6 +1,8 @@
 #include "E2eSession.h"
 
 #include <QDBusConnection>
+#include <QDBusInterface>
+#include <QDBusMessage>
 #include <QtTest>
 
 namespace {
@@ -39,6 +41,33 @@ void clickIcon(const QRect& icon, const QString& button, int repeat = 1)
     xdotool({QStringLiteral("mousemove"), QString::number(icon.center().x()), QString::number(icon.center().y()),
         QStringLiteral("click"), QStringLiteral("--repeat"), QString::number(repeat), button});
 }
+
+// Stands in for a desktop's StatusNotifierItem host (KDE, GNOME with its extension, …) on the
+// test's session bus, speaking the watcher's interface: items register with it.
+class StatusNotifierWatcher : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ isHostRegistered)
+    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
+    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
+
+public:
+    QStringList registered;
+    bool isHostRegistered() const { return true; }
+    int protocolVersion() const { return 0; }
+    QStringList items() const { return registered; }
+
+public slots:
+    void RegisterStatusNotifierItem(const QString& service, const QDBusMessage& message)
+    {
+        registered << (service.startsWith(QLatin1Char('/')) ? message.service() : service);
+    }
+    void RegisterStatusNotifierHost(const QString&) { }
+
+signals:
+    void StatusNotifierItemRegistered(const QString& service);
+};
 
 } // namespace
 
@@ -155,6 +184,36 @@ private slots:
         QCOMPARE(s->log().count(QStringLiteral("SY TurnTimer 1")), 1); // still off after the restart
         QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
         QVERIFY(again->waitForFinished(15000));
+    }
+
+    // With a StatusNotifierItem host on the bus the icon is an item of it, and the host's
+    // context-menu request opens our menu.
+    void statusNotifierHost()
+    {
+        StatusNotifierWatcher watcher;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        QVERIFY(bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
+            QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties
+                | QDBusConnection::ExportAllSignals));
+        QVERIFY(bus.registerService(QStringLiteral("org.kde.StatusNotifierWatcher")));
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
+        QTRY_COMPARE_WITH_TIMEOUT(watcher.registered.size(), 1, 15000);
+
+        QDBusInterface item(watcher.registered.first(), QStringLiteral("/StatusNotifierItem"),
+            QStringLiteral("org.kde.StatusNotifierItem"), bus);
+        QTRY_COMPARE_WITH_TIMEOUT(item.property("Title").toString(), QStringLiteral("Tapisol"), 10000);
+        QCOMPARE(item.property("Status").toString(), QStringLiteral("Active"));
+
+        // The host asks for the menu: it opens under the pointer, where the user clicked the icon.
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("600"), QStringLiteral("300")});
+        item.asyncCall(QStringLiteral("ContextMenu"), 600, 300);
+        QTRY_VERIFY_WITH_TIMEOUT(!E2eSession::openMenuGeometry().isEmpty(), 10000);
+        xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
+        QVERIFY(tapisol->waitForFinished(15000));
+        bus.unregisterService(QStringLiteral("org.kde.StatusNotifierWatcher"));
+        bus.unregisterObject(QStringLiteral("/StatusNotifierWatcher"));
     }
 
     void screenSaverCommandAsksTheDesktop()
