@@ -25,6 +25,8 @@ FrmAbout::FrmAbout(QWidget* parent)
     text->setTextFormat(Qt::RichText);
     text->setAlignment(Qt::AlignCenter);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    text->setWordWrap(true);
+    text->setFixedWidth(400); // a long data path or sentence wraps instead of widening the box
     text->setText(QStringLiteral("<h2>%1 %2</h2><p>%3</p><p><small>%4<br>%5</small></p>")
                       .arg(programTitle(), QStringLiteral(TAPISOL_VERSION_STRING), langText(2121),
                           langText(2122).arg(AppPaths::dataDir().toHtmlEscaped()), langText(2123)));
