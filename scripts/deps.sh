@@ -10,7 +10,7 @@ build_packages=(
     qt6-base-dev qt6-base-dev-tools qt6-multimedia-dev qt6-svg-dev
     qt6-image-formats-plugins qt6-qpa-plugins qt6-wayland
     libsqlitecpp-dev libsqlite3-dev
-    libxcb1-dev libxcb-keysyms1-dev
+    libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
     libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base
     xdg-utils

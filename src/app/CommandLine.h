@@ -22,5 +22,5 @@ struct ClientRequest
 ClientRequest parseClientRequest(const QStringList& arguments);
 
 /// Carries out a client request, printing to stdout/stderr; returns the process exit code.
-/// Needs a QCoreApplication, and a QGuiApplication for --apply.
+/// Needs a QCoreApplication.
 int runClientRequest(const ClientRequest& request);

@@ -5,7 +5,6 @@
 #include "TapisolApplication.h"
 
 #include <QCoreApplication>
-#include <QGuiApplication>
 
 namespace {
 
@@ -29,14 +28,8 @@ void nameTheApplication()
 int main(int argc, char* argv[])
 {
     const ClientRequest request = parseClientRequest(argumentsOf(argc, argv));
-    if (request.kind == ClientRequest::Kind::Apply) {
-        // Setting a picture without a running instance needs the screens.
-        QGuiApplication app(argc, argv);
-        nameTheApplication();
-        return runClientRequest(request);
-    }
     if (request.kind != ClientRequest::Kind::None) {
-        // Terminal use: no display needed.
+        // Terminal use: no GUI application (`--apply` reads the monitors from the X server).
         QCoreApplication app(argc, argv);
         nameTheApplication();
         return runClientRequest(request);

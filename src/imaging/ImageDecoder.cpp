@@ -264,8 +264,10 @@ std::optional<PictureInfo> ImageDecoder::probe(const QString& path, QString* err
 
 QImage ImageDecoder::decode(const QString& path, QSize targetSize, QColor background, QString* error, Details* details)
 {
-    if (d->limits.inProcess) {
-        // The process ends after this picture, so libwmf's kept bitmaps do not matter here.
+    std::optional<PictureInfo> probed;
+    if (d->limits.inProcess && (probed = probe(path)) && probed->isMetafile()) {
+        // Drawing a metafile needs fonts, which need a GUI application: the helper has one.
+    } else if (d->limits.inProcess) {
         PictureFile file;
         QString cause;
         std::optional<PictureInfo> info;

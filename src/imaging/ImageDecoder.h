@@ -26,9 +26,9 @@ public:
         int cpuSeconds = 15;   // processor time for one picture
         int timeoutMs = 20000; // wall-clock time for one picture, start of the helper included
         int retireMb = 256;    // a helper grown past this (a large picture, a leaking library) is replaced
-        // Decode in this process instead. Only for a short-lived command whose own crash costs
-        // nothing but itself (`tapisol --apply` with no instance running): the helper's start and
-        // its libraries would double the command's time and memory.
+        // Decode raster pictures in this process instead (metafiles still go to the helper). Only
+        // for a short-lived command whose own crash costs nothing but itself (`tapisol --apply`
+        // with no instance running): the helper's start and libraries would double its cost.
         bool inProcess = false;
     };
 

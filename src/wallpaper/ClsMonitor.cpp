@@ -1,5 +1,7 @@
 #include "ClsMonitor.h"
 
+#include "X11Monitors.h"
+
 #include <QGuiApplication>
 #include <QScreen>
 #include <QWindow>
@@ -47,6 +49,8 @@ void ClsMonitor::refresh()
             twipsX = 1440.0 / primary->logicalDotsPerInchX();
             twipsY = 1440.0 / primary->logicalDotsPerInchY();
         }
+    } else if (const auto fromX11 = x11Monitors()) {
+        records = *fromX11; // a process without a GUI application asks the X server itself
     }
     const quintptr currentHandle = m_current <= m_records.size() ? m_records[m_current - 1].handle : 0;
     setRecords(records, twipsX, twipsY);

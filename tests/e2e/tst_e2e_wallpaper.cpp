@@ -158,6 +158,23 @@ private slots:
         QVERIFY(tapisol->waitForFinished(15000));
     }
 
+    // With no instance running, `--apply` sets the picture itself, on the first monitor, and ends.
+    void applyWithoutAnInstance()
+    {
+        writeQuarters(m_pictures + QStringLiteral("/quarters.png"));
+        const QRect first = QGuiApplication::screens().at(0)->geometry();
+        // One monitor: the work area is the screen here (no panel); several: the first monitor.
+        QSize size(first.width(), int(std::lround(600.0 * first.width() / 800.0)));
+        if (size.height() > first.height())
+            size = QSize(int(std::lround(800.0 * first.height() / 600.0)), first.height());
+        const QRect fitted(
+            first.topLeft() + QPoint((first.width() - size.width()) / 2, (first.height() - size.height()) / 2), size);
+        QCOMPARE(s->client({QStringLiteral("--apply"), m_pictures + QStringLiteral("/quarters.png")}), 0);
+        const QString wrong = rootMismatches(quarterChecks(fitted));
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
+        QCOMPARE(QImage(s->home().tapisolDataDir() + QStringLiteral("Tapisol.bmp")).size(), size);
+    }
+
     void badPicturesLeaveTheWallpaper()
     {
         if (QGuiApplication::screens().size() != 1)
