@@ -1,11 +1,15 @@
 #pragma once
 
-// Small helpers shared by the database tests: trace capture and SQL results as text.
+// Small helpers shared by the database tests: the database object as a test starts it, trace
+// capture and SQL results as text.
 #include "AppState.h"
+#include "ClsMdb.h"
 #include "Trace.h"
 
 #include <QFile>
 #include <QStringList>
+
+#include <memory>
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
@@ -57,6 +61,18 @@ inline void execAll(const QString& file, const QStringList& statements)
     SQLite::Database db(file.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
     for (const QString& statement : statements)
         db.exec(statement.toStdString());
+}
+
+/// A database object on `file` with the shipped language lists, adding the numbers of the
+/// messages it would show to `notices`.
+inline std::unique_ptr<ClsMdb> makeMdb(const QString& file, QList<int>* notices, bool copies = true)
+{
+    auto mdb = std::make_unique<ClsMdb>();
+    mdb->setMdbName(file);
+    mdb->setCopiesEnabled(copies);
+    mdb->setLanguageFolder(QStringLiteral(TAPISOL_TEST_LANG_DIR));
+    mdb->setNotifier([notices](const ClsMdb::Notice& notice) { *notices << notice.textNumber; });
+    return mdb;
 }
 
 } // namespace MdbTest

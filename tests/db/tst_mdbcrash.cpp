@@ -156,11 +156,7 @@ void TestMdbCrash::cleanup()
 std::unique_ptr<ClsMdb> TestMdbCrash::makeMdb()
 {
     m_notices.clear();
-    auto mdb = std::make_unique<ClsMdb>();
-    mdb->setMdbName(m_file);
-    mdb->setLanguageFolder(QStringLiteral(TAPISOL_TEST_LANG_DIR));
-    mdb->setNotifier([this](const ClsMdb::Notice& notice) { m_notices << notice.textNumber; });
-    return mdb;
+    return MdbTest::makeMdb(m_file, &m_notices);
 }
 
 void TestMdbCrash::collectKeys(const Tool& tool)

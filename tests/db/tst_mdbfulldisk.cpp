@@ -204,11 +204,7 @@ void TestMdbFullDisk::cleanup()
 std::unique_ptr<ClsMdb> TestMdbFullDisk::makeMdb()
 {
     m_notices.clear();
-    auto mdb = std::make_unique<ClsMdb>();
-    mdb->setMdbName(m_file);
-    mdb->setLanguageFolder(QStringLiteral(TAPISOL_TEST_LANG_DIR));
-    mdb->setNotifier([this](const ClsMdb::Notice& notice) { m_notices << notice.textNumber; });
-    return mdb;
+    return MdbTest::makeMdb(m_file, &m_notices);
 }
 
 // A started database holding the notes, its last start's ".mdb.bak" taken of them.

@@ -109,12 +109,7 @@ void TestMdbLifecycle::cleanup()
 
 std::unique_ptr<ClsMdb> TestMdbLifecycle::makeMdb(bool copies)
 {
-    auto mdb = std::make_unique<ClsMdb>();
-    mdb->setMdbName(m_file);
-    mdb->setCopiesEnabled(copies);
-    mdb->setLanguageFolder(QStringLiteral(TAPISOL_TEST_LANG_DIR));
-    mdb->setNotifier([this](const ClsMdb::Notice& notice) { m_notices << notice.textNumber; });
-    return mdb;
+    return MdbTest::makeMdb(m_file, &m_notices, copies);
 }
 
 // One start of the program: MdbInit, one statement, the compaction at exit.
