@@ -5,6 +5,7 @@
 //   tapisol-decoder --pixels-fd N --memory-mb M --cpu-seconds S --retire-mb R
 
 #include "DecoderProtocol.h"
+#include "LibraryCodecs.h"
 #include "PictureDecoding.h"
 #include "PictureFile.h"
 
@@ -178,6 +179,7 @@ int main(int argc, char** argv)
     // A session-less helper: fonts for drawings, no windows.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
+    LibraryCodecs::install();
     // Our declared-size bound and the process limits replace Qt's 256 MB allocation ceiling.
     QImageReader::setAllocationLimit(options.memoryMb);
     QByteArray payload;

@@ -53,6 +53,21 @@ void limitChild(int pixelsFd, rlim_t dataBytes, rlim_t cpuSeconds)
     }
 }
 
+// Opens and probes `path` for a call served in this process. A format this process has no decoder
+// for (the ones needing libraries of their own) sets `helperFormat`: the helper takes the call.
+std::optional<PictureInfo> probeHere(const QString& path, PictureFile* file, QString* cause, bool* helperFormat)
+{
+    if (!file->open(path, cause))
+        return std::nullopt;
+    QString unknown;
+    const PictureFormat format = PictureFormats::sniff(file->head(), file->tail(), &unknown);
+    if (format != PictureFormat::Unknown && !PictureDecoding::decodesHere(format)) {
+        *helperFormat = true;
+        return std::nullopt;
+    }
+    return PictureDecoding::probe(*file, cause);
+}
+
 QString describeSignal(int signal, const ImageDecoder::Limits& limits)
 {
     switch (signal) {
@@ -243,12 +258,13 @@ std::optional<PictureInfo> ImageDecoder::probe(const QString& path, QString* err
     if (d->limits.inProcess) {
         PictureFile file;
         QString cause;
-        std::optional<PictureInfo> info;
-        if (file.open(path, &cause))
-            info = PictureDecoding::probe(file, &cause);
-        if (!info && error)
-            *error = path + QStringLiteral(": ") + cause;
-        return info;
+        bool helperFormat = false;
+        const std::optional<PictureInfo> info = probeHere(path, &file, &cause, &helperFormat);
+        if (!helperFormat) {
+            if (!info && error)
+                *error = path + QStringLiteral(": ") + cause;
+            return info;
+        }
     }
     DecoderProtocol::Request request;
     request.command = DecoderProtocol::Command::Probe;
@@ -264,22 +280,22 @@ std::optional<PictureInfo> ImageDecoder::probe(const QString& path, QString* err
 
 QImage ImageDecoder::decode(const QString& path, QSize targetSize, QColor background, QString* error, Details* details)
 {
-    std::optional<PictureInfo> probed;
-    if (d->limits.inProcess && (probed = probe(path)) && probed->isMetafile()) {
-        // Drawing a metafile needs fonts, which need a GUI application: the helper has one.
-    } else if (d->limits.inProcess) {
+    if (d->limits.inProcess) {
         PictureFile file;
         QString cause;
-        std::optional<PictureInfo> info;
-        QImage image;
-        QSize decodedSize;
-        if (file.open(path, &cause) && (info = PictureDecoding::probe(file, &cause)))
-            image = PictureDecoding::decode(file, *info, targetSize, background, &cause, &decodedSize);
-        if (details && info)
-            *details = Details {*info, decodedSize};
-        if (image.isNull() && error)
-            *error = path + QStringLiteral(": ") + cause;
-        return image;
+        bool helperFormat = false;
+        const std::optional<PictureInfo> info = probeHere(path, &file, &cause, &helperFormat);
+        if (!helperFormat) {
+            QImage image;
+            QSize decodedSize;
+            if (info)
+                image = PictureDecoding::decode(file, *info, targetSize, background, &cause, &decodedSize);
+            if (details && info)
+                *details = Details {*info, decodedSize};
+            if (image.isNull() && error)
+                *error = path + QStringLiteral(": ") + cause;
+            return image;
+        }
     }
     DecoderProtocol::Request request;
     request.command = DecoderProtocol::Command::Decode;

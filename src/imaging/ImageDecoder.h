@@ -26,7 +26,8 @@ public:
         int cpuSeconds = 15;   // processor time for one picture
         int timeoutMs = 20000; // wall-clock time for one picture, start of the helper included
         int retireMb = 256;    // a helper grown past this (a large picture, a leaking library) is replaced
-        // Decode raster pictures in this process instead (metafiles still go to the helper). Only
+        // Decode raster pictures in this process instead (the formats that need libraries of their
+        // own, HEIF/AVIF and metafiles, still go to the helper, the only process linking them). Only
         // for a short-lived command whose own crash costs nothing but itself (`tapisol --apply`
         // with no instance running): the helper's start and libraries would double its cost.
         bool inProcess = false;

@@ -1,43 +1,53 @@
 #include "PictureDecoding.h"
 
-#include "HeifCodec.h"
 #include "ImageLimits.h"
 #include "ImageScaling.h"
-#include "MetafileCodec.h"
 #include "PictureFile.h"
 #include "PictureIntegrity.h"
 #include "RasterCodec.h"
 
 namespace {
 
-std::optional<QSize> probeSize(PictureFile& file, PictureFormat format, QString* error)
+PictureDecoding::LibraryCodecs libraryCodecs;
+
+bool needsLibraryCodec(PictureFormat format)
 {
     switch (format) {
     case PictureFormat::Heif:
     case PictureFormat::Avif:
-        return HeifCodec::probe(file, error);
     case PictureFormat::Wmf:
-        return MetafileCodec::probeWmf(file, error);
     case PictureFormat::Emf:
-        return MetafileCodec::probeEmf(file, error);
+        return true;
     default:
-        return RasterCodec::probe(file, format, error);
+        return false;
     }
+}
+
+QString notDecodedHere(PictureFormat format)
+{
+    return QStringLiteral("%1 pictures are decoded by the decoding helper only").arg(PictureFormats::name(format));
+}
+
+std::optional<QSize> probeSize(PictureFile& file, PictureFormat format, QString* error)
+{
+    if (!needsLibraryCodec(format))
+        return RasterCodec::probe(file, format, error);
+    if (!libraryCodecs.probe) {
+        *error = notDecodedHere(format);
+        return std::nullopt;
+    }
+    return libraryCodecs.probe(file, format, error);
 }
 
 QImage decodeFormat(PictureFile& file, PictureFormat format, QSize target, QColor background, QString* error)
 {
-    switch (format) {
-    case PictureFormat::Heif:
-    case PictureFormat::Avif:
-        return HeifCodec::decode(file, error);
-    case PictureFormat::Wmf:
-        return MetafileCodec::decodeWmf(file, target, error);
-    case PictureFormat::Emf:
-        return MetafileCodec::decodeEmf(file, target, background, error);
-    default:
+    if (!needsLibraryCodec(format))
         return RasterCodec::decode(file, format, target, error);
+    if (!libraryCodecs.decode) {
+        *error = notDecodedHere(format);
+        return {};
     }
+    return libraryCodecs.decode(file, format, target, background, error);
 }
 
 QString outOfMemory(QSize size)
@@ -48,6 +58,16 @@ QString outOfMemory(QSize size)
 } // namespace
 
 namespace PictureDecoding {
+
+void installLibraryCodecs(const LibraryCodecs& codecs)
+{
+    libraryCodecs = codecs;
+}
+
+bool decodesHere(PictureFormat format)
+{
+    return !needsLibraryCodec(format) || libraryCodecs.decode;
+}
 
 std::optional<PictureInfo> probe(PictureFile& file, QString* error)
 {
@@ -102,14 +122,8 @@ QImage decodePath(const QString& path, QSize target, QColor background, QString*
     QString cause;
     std::optional<PictureInfo> probed;
     QImage image;
-    if (file.open(path, &cause) && (probed = probe(file, &cause))) {
-        // libwmf keeps each rendered bitmap for the life of the process: only the helper, which
-        // retires when it grows, may render WMF.
-        if (probed->format == PictureFormat::Wmf)
-            cause = QStringLiteral("WMF drawings are rendered by the decoding helper only");
-        else
-            image = decode(file, *probed, target, background, &cause);
-    }
+    if (file.open(path, &cause) && (probed = probe(file, &cause)))
+        image = decode(file, *probed, target, background, &cause);
     if (image.isNull() && error)
         *error = path + QStringLiteral(": ") + cause;
     if (info && probed)

@@ -14,6 +14,20 @@ class PictureFile;
 // flattening and exact scaling. Errors are causes ("the file is empty"); callers add the path.
 namespace PictureDecoding {
 
+/// Decoders of the formats that need libraries of their own (HEIF/AVIF, WMF, EMF). Only the helper
+/// process links them and installs them at its start: the tray program then starts without
+/// libheif's codecs and the metafile renderers, and an exotic file never reaches them in-process.
+struct LibraryCodecs
+{
+    std::optional<QSize> (*probe)(PictureFile& file, PictureFormat format, QString* error) = nullptr;
+    QImage (*decode)(PictureFile& file, PictureFormat format, QSize target, QColor background, QString* error)
+        = nullptr;
+};
+void installLibraryCodecs(const LibraryCodecs& codecs);
+
+/// Whether this process can decode `format` (the library formats need installLibraryCodecs()).
+bool decodesHere(PictureFormat format);
+
 /// The format and shown size of the opened `file`, without decoding pixels. Refuses formats outside
 /// the allow-list and pictures whose declared size passes ImageLimits.
 std::optional<PictureInfo> probe(PictureFile& file, QString* error);
