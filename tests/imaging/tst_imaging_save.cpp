@@ -97,6 +97,15 @@ private slots:
         QCOMPARE(back.size(), QSize(33, 7));
         QCOMPARE(back.pixel(1, 1), qRgb(250, 10, 20));
         QCOMPARE(back.pixel(20, 5), qRgb(30, 60, 90));
+        // Another reader agrees on every pixel (the rows are padded: 33 × 3 bytes is not a multiple of 4).
+        const QString png = m_dir.filePath(QStringLiteral("Tapisol-by-convert.png"));
+        QVERIFY(run(QStringLiteral("convert"), {path, QStringLiteral("PNG24:") + png}));
+        const QImage other(png);
+        QCOMPARE(other.size(), translucent.size());
+        for (int y = 0; y < other.height(); ++y) {
+            for (int x = 0; x < other.width(); ++x)
+                QCOMPARE(other.pixel(x, y) | 0xFF000000, translucent.pixel(x, y));
+        }
     }
 
     void jpegAtQuality()
