@@ -11,6 +11,9 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <future>
+#include <tuple>
+
 namespace {
 
 // The desktop's own values of the wallpaper (what the system's desktop key holds elsewhere).
@@ -85,8 +88,9 @@ bool WallpaperRenderer::change(const QString& picture)
     TAPISOL_TRACE(sizingStatsLine(*sizing));
 
     const QString output = outputPath();
+    std::unique_ptr<PreparedWallpaper> prepared;
     if (!unchanged(picture, *sizing)) {
-        if (!writeOutput(picture, *sizing, info->isMetafile())) {
+        if (!writeOutput(picture, *sizing, info->isMetafile(), *areas, &prepared)) {
             TAPISOL_TRACE(QStringLiteral("SY Chg Save Failed"));
             return false;
         }
@@ -94,7 +98,7 @@ bool WallpaperRenderer::change(const QString& picture)
     TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Reg "));
     registry().setRawValue(SettingGroup::Desktop, TileValue, sizing->tileWallpaper);
     registry().setRawValue(SettingGroup::Desktop, StyleValue, sizing->wallpaperStyle);
-    if (!applyOutput(sizing->tileWallpaper, sizing->wallpaperStyle, *areas))
+    if (!(prepared ? showPrepared(*prepared) : applyOutput(sizing->tileWallpaper, sizing->wallpaperStyle, *areas)))
         return false;
     TAPISOL_TRACE(QStringLiteral("SY Chg WP Changed"));
     registry().set(SettingNo::CurrentWallPaper, picture);
@@ -109,7 +113,8 @@ bool WallpaperRenderer::unchanged(const QString& picture, const SizingResult& si
         && desktopValue(StyleValue) == sizing.wallpaperStyle;
 }
 
-bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile)
+bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile,
+    const Areas& areas, std::unique_ptr<PreparedWallpaper>* prepared)
 {
     const QString output = outputPath();
     QString error;
@@ -119,7 +124,22 @@ bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& 
         saved = ImageSaving::copyFile(picture, output, &error);
     } else {
         const QImage image = m_decoder.decode(picture, sizing.target, Qt::black, &error);
-        saved = !image.isNull() && ImageSaving::saveBitmap(image, output, &error);
+        if (!image.isNull()) {
+            // The bitmap is written on a second thread while the back end gets the same pixels
+            // ready to show; they go on screen only once the file is complete.
+            auto saving = std::async(std::launch::async, [image, output] {
+                QString cause;
+                const bool ok = ImageSaving::saveBitmap(image, output, &cause);
+                return std::pair {ok, cause};
+            });
+            QString notPrepared; // apply() says it again should it matter
+            *prepared
+                = m_backend.prepare(image, wallpaperStyleFromDesktopValues(sizing.tileWallpaper, sizing.wallpaperStyle),
+                    areas.monitor, areas.virtualScreen, &notPrepared);
+            std::tie(saved, error) = saving.get();
+            if (!saved)
+                prepared->reset();
+        }
         TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Resize "));
     }
     if (!saved) {
@@ -130,6 +150,16 @@ bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& 
     QFile file(output);
     if (file.open(QIODevice::ReadWrite))
         file.setFileTime(QFileInfo(picture).lastModified(), QFileDevice::FileModificationTime);
+    return true;
+}
+
+bool WallpaperRenderer::showPrepared(PreparedWallpaper& prepared)
+{
+    QString error;
+    if (!prepared.show(&error)) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name() + QStringLiteral(": ") + error);
+        return false;
+    }
     return true;
 }
 

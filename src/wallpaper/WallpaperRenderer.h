@@ -9,6 +9,7 @@
 
 class ClsMonitor;
 class ImageDecoder;
+class PreparedWallpaper;
 class WallpaperBackend;
 
 // Fits one picture to the current monitor, renders it into Tapisol.bmp and hands that file to the
@@ -40,7 +41,9 @@ private:
         QRect virtualScreen;
     };
     std::optional<Areas> currentAreas();
-    bool writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile);
+    bool writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile, const Areas& areas,
+        std::unique_ptr<PreparedWallpaper>* prepared);
+    bool showPrepared(PreparedWallpaper& prepared);
     bool unchanged(const QString& picture, const SizingResult& sizing) const;
     bool applyOutput(const QString& tile, const QString& style, const Areas& areas);
 

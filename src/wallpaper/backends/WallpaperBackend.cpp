@@ -8,3 +8,9 @@ WallpaperStyle wallpaperStyleFromDesktopValues(const QString& tileWallpaper, con
         return WallpaperStyle::Stretched;
     return WallpaperStyle::Centered;
 }
+
+std::unique_ptr<PreparedWallpaper> WallpaperBackend::prepare(
+    const QImage&, WallpaperStyle, const QRect&, const QRect&, QString*)
+{
+    return nullptr;
+}

@@ -220,6 +220,40 @@ private slots:
             m_probe.mismatches(m_probe.grab(m_probe.root()), {{{0, 0}, Previous}, {{1279, 799}, Previous}}).isEmpty());
     }
 
+    // A prepared wallpaper is on the server but not on screen until show(); one dropped unshown
+    // (its bitmap could not be written) leaves the screen and the server as they were.
+    void preparedWallpaperShowsOnlyWhenAsked()
+    {
+        QVERIFY(paintWholeScreen(Previous));
+        const auto before = m_probe.pixmapsAndClients();
+        const xcb_pixmap_t previousPixmap = m_probe.pixmapProperty("_XROOTPMAP_ID");
+        const QImage picture = quadrantPicture({100, 50});
+        QString error;
+        {
+            auto dropped = m_backend.prepare(picture, WallpaperStyle::Stretched, RightHalf, Screen, &error);
+            QVERIFY2(dropped, qPrintable(error));
+            QCOMPARE(m_probe.pixmapProperty("_XROOTPMAP_ID"), previousPixmap);
+            QVERIFY(m_probe.mismatches(m_probe.grab(m_probe.root()), {{{1000, 400}, Previous}}).isEmpty());
+        }
+        QCOMPARE(m_probe.pixmapsAndClients(), before);
+
+        auto prepared = m_backend.prepare(picture, WallpaperStyle::Stretched, RightHalf, Screen, &error);
+        QVERIFY2(prepared, qPrintable(error));
+        QVERIFY2(prepared->show(&error), qPrintable(error));
+        prepared.reset();
+        const QImage shown = m_probe.grab(m_probe.root());
+        QVERIFY(m_probe
+                    .mismatches(
+                        shown, {{{100, 400}, Previous}, {{700, 100}, Red}, {{1100, 100}, Green}, {{1270, 790}, White}})
+                    .isEmpty());
+        QCOMPARE(m_probe.grab(m_probe.pixmapProperty("_XROOTPMAP_ID")), shown);
+        QCOMPARE(m_probe.pixmapsAndClients(), before); // the previous pixmap went with its client
+
+        // Nothing to show (the decode gave no picture) is refused before the server is touched.
+        QVERIFY(!m_backend.prepare(QImage(), WallpaperStyle::Centered, RightHalf, Screen, &error));
+        QVERIFY2(error.contains(QStringLiteral("no wallpaper picture")), qPrintable(error));
+    }
+
     // Every change leaves one pixmap behind on purpose; the next change must free it, or a tray
     // program changing the wallpaper every minute fills the X server within days.
     void thousandChangesLeakNoPixmap()

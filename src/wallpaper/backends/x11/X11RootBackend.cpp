@@ -57,6 +57,9 @@ QRect toRootPixels(const QRect& target, QRect virtualScreen, const QSize& rootSi
 // to the server and memory stays bounded by the screen whatever the area's size.
 QImage composeArea(const QImage& picture, WallpaperStyle style, const QRect& area, const QRect& visible)
 {
+    // The usual case, a picture rendered at the monitor's size: every style shows it as it is.
+    if (picture.size() == area.size() && area == visible && picture.format() == QImage::Format_RGB32)
+        return picture;
     QImage canvas(visible.size(), QImage::Format_RGB32);
     if (canvas.isNull())
         return canvas;
@@ -219,6 +222,74 @@ private:
     xcb_gcontext_t m_gc = XCB_NONE;
 };
 
+// A wallpaper painted into its own root pixmap, not yet published. The connection that made the
+// pixmap lives as long as this object: dropping it unshown closes the connection, and the server
+// frees the pixmap with it.
+class PreparedRootPixmap final : public PreparedWallpaper
+{
+public:
+    explicit PreparedRootPixmap(const QByteArray& display)
+        : m_connection(display)
+    { }
+
+    bool paint(const QImage& picture, WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen,
+        QString* error)
+    {
+        if (picture.isNull() || picture.width() <= 0 || picture.height() <= 0)
+            return fail(error, QStringLiteral("There is no wallpaper picture to show"));
+        if (!m_connection.isValid())
+            return fail(error, m_connection.errorString());
+        if (!m_format.init(m_connection.setup(), m_connection.screen(), error))
+            return false;
+        RootPixmap& root = m_root.emplace(m_connection, m_format);
+        const QRect area = toRootPixels(targetArea, virtualScreen, root.size());
+        const QRect visible = area.intersected(QRect(QPoint(0, 0), root.size()));
+        if (visible.isEmpty()) {
+            return fail(error,
+                QStringLiteral("The monitor area %1×%2 at %3,%4 is not on the screen")
+                    .arg(targetArea.width())
+                    .arg(targetArea.height())
+                    .arg(targetArea.x())
+                    .arg(targetArea.y()));
+        }
+        if (area.width() > MaxDrawableSide || area.height() > MaxDrawableSide) {
+            return fail(
+                error, QStringLiteral("The monitor area %1×%2 is too large").arg(area.width()).arg(area.height()));
+        }
+        const QImage canvas = composeArea(picture, style, area, visible);
+        if (canvas.isNull()) {
+            return fail(error,
+                QStringLiteral("Not enough memory for a %1×%2 wallpaper").arg(visible.width()).arg(visible.height()));
+        }
+        m_painted = root.create(error) && root.upload(canvas, visible.topLeft(), error);
+        return m_painted;
+    }
+
+    // RetainPermanent is set last, on success only: until then closing the connection frees the pixmap.
+    bool show(QString* error) override
+    {
+        if (!m_painted)
+            return fail(error, QStringLiteral("The wallpaper was not made ready"));
+        m_painted = false; // published once
+        return m_root->publish(error);
+    }
+
+private:
+    XcbConnection m_connection;
+    XcbPixelFormat m_format;
+    std::optional<RootPixmap> m_root;
+    bool m_painted = false;
+};
+
+std::unique_ptr<PreparedRootPixmap> paintRootPixmap(const QByteArray& display, const QImage& picture,
+    WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen, QString* error)
+{
+    auto prepared = std::make_unique<PreparedRootPixmap>(display);
+    if (!prepared->paint(picture, style, targetArea, virtualScreen, error))
+        return nullptr;
+    return prepared;
+}
+
 } // namespace
 
 X11RootBackend::X11RootBackend(QByteArray displayName)
@@ -242,31 +313,12 @@ bool X11RootBackend::apply(const QString& bitmapFile, WallpaperStyle style, cons
     QImage picture;
     if (!loadPicture(bitmapFile, &picture, error))
         return false;
-    const XcbConnection connection(m_display);
-    if (!connection.isValid())
-        return fail(error, connection.errorString());
-    XcbPixelFormat format;
-    if (!format.init(connection.setup(), connection.screen(), error))
-        return false;
+    const auto prepared = paintRootPixmap(m_display, picture, style, targetArea, virtualScreen, error);
+    return prepared && prepared->show(error);
+}
 
-    RootPixmap root(connection, format);
-    const QRect area = toRootPixels(targetArea, virtualScreen, root.size());
-    const QRect visible = area.intersected(QRect(QPoint(0, 0), root.size()));
-    if (visible.isEmpty()) {
-        return fail(error,
-            QStringLiteral("The monitor area %1×%2 at %3,%4 is not on the screen")
-                .arg(targetArea.width())
-                .arg(targetArea.height())
-                .arg(targetArea.x())
-                .arg(targetArea.y()));
-    }
-    if (area.width() > MaxDrawableSide || area.height() > MaxDrawableSide)
-        return fail(error, QStringLiteral("The monitor area %1×%2 is too large").arg(area.width()).arg(area.height()));
-    const QImage canvas = composeArea(picture, style, area, visible);
-    if (canvas.isNull()) {
-        return fail(error,
-            QStringLiteral("Not enough memory for a %1×%2 wallpaper").arg(visible.width()).arg(visible.height()));
-    }
-    // Without RetainPermanent (set last, on success only) closing the connection frees the pixmap.
-    return root.create(error) && root.upload(canvas, visible.topLeft(), error) && root.publish(error);
+std::unique_ptr<PreparedWallpaper> X11RootBackend::prepare(
+    const QImage& picture, WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen, QString* error)
+{
+    return paintRootPixmap(m_display, picture, style, targetArea, virtualScreen, error);
 }

@@ -22,6 +22,9 @@ public:
     /// monitors keep their wallpaper, publishes it, and releases the pixmap it replaces.
     bool apply(const QString& bitmapFile, WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen,
         QString* error) override;
+    /// The same painting, stopped before the publication: show() publishes it.
+    std::unique_ptr<PreparedWallpaper> prepare(const QImage& picture, WallpaperStyle style, const QRect& targetArea,
+        const QRect& virtualScreen, QString* error) override;
 
 private:
     QByteArray m_display;

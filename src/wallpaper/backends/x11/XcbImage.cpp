@@ -118,14 +118,23 @@ bool xcbPutImage(xcb_connection_t* connection, xcb_drawable_t drawable, xcb_gcon
                 = QStringLiteral("A row of %1 pixels does not fit in one request to the X server").arg(source.width());
         return false;
     }
+    // Whole rows of a native image are already what the server wants: they go out as they are.
+    const bool sendRows = format.isNativeRgb32() && source.x() == 0 && source.width() == image.width()
+        && size_t(image.bytesPerLine()) == stride;
     std::vector<uint8_t> buffer;
     for (int row = 0; row < source.height(); row += rowsPerRequest) {
         const int rows = std::min(rowsPerRequest, source.height() - row);
-        format.convert(image, QRect(source.x(), source.y() + row, source.width(), rows), buffer);
+        const uint8_t* data = nullptr;
+        if (sendRows) {
+            data = image.constScanLine(source.y() + row);
+        } else {
+            format.convert(image, QRect(source.x(), source.y() + row, source.width(), rows), buffer);
+            data = buffer.data();
+        }
         // xcb has written or copied the data by the time the call returns, so the buffer is reused.
         log.add(xcb_put_image_checked(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, gc, uint16_t(source.width()),
-                    uint16_t(rows), int16_t(at.x()), int16_t(at.y() + row), 0, format.depth(), uint32_t(buffer.size()),
-                    buffer.data()),
+                    uint16_t(rows), int16_t(at.x()), int16_t(at.y() + row), 0, format.depth(),
+                    uint32_t(stride * size_t(rows)), data),
             "receive the wallpaper's pixels");
     }
     return true;

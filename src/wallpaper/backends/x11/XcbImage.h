@@ -19,6 +19,8 @@ public:
     size_t bytesPerLine(int width) const;
     /// Writes the pixels of `source` (a rectangle of an RGB32 image) in the server's layout to `out`.
     void convert(const QImage& image, const QRect& source, std::vector<uint8_t>& out) const;
+    /// True when the server's pixels are laid out as QImage::Format_RGB32 on this host.
+    bool isNativeRgb32() const;
 
 private:
     struct Channel
@@ -28,7 +30,6 @@ private:
     };
     static Channel channelOf(uint32_t mask);
     uint32_t pixelOf(QRgb rgb) const;
-    bool isNativeRgb32() const;
 
     uint8_t m_depth = 0;
     int m_bitsPerPixel = 0;
