@@ -120,6 +120,39 @@ private slots:
         QCOMPARE(m_probe.grab(pixmap), shown);
     }
 
+    // A change that covers the whole root starts from a fresh pixmap: nothing of the previous
+    // wallpaper (or of uninitialised server memory) may show in the bands.
+    void wholeScreenRepaintedEverywhere_data()
+    {
+        QTest::addColumn<WallpaperStyle>("style");
+        QTest::addColumn<QImage>("picture");
+        QTest::addColumn<QList<PixelCheck>>("checks");
+        const auto g = gradientAt;
+        QTest::newRow("centred, smaller")
+            << WallpaperStyle::Centered << gradientPicture({1080, 800})
+            << QList<PixelCheck> {{{0, 0}, Black}, {{99, 799}, Black}, {{100, 0}, g(0, 0)}, {{1179, 799}, g(1079, 799)},
+                   {{1180, 400}, Black}, {{1279, 799}, Black}};
+        QTest::newRow("exactly the screen's size")
+            << WallpaperStyle::Stretched << gradientPicture(Screen.size())
+            << QList<PixelCheck> {{{0, 0}, g(0, 0)}, {{1279, 799}, g(1279, 799)}};
+        QTest::newRow("tiled") << WallpaperStyle::Tiled << gradientPicture({300, 200})
+                               << QList<PixelCheck> {{{0, 0}, g(0, 0)}, {{1279, 799}, g(79, 199)}};
+    }
+
+    void wholeScreenRepaintedEverywhere()
+    {
+        QFETCH(WallpaperStyle, style);
+        QFETCH(QImage, picture);
+        QFETCH(QList<PixelCheck>, checks);
+        QVERIFY(paintWholeScreen(Previous));
+        QString error;
+        QVERIFY2(m_backend.apply(save(picture), style, Screen, Screen, &error), qPrintable(error));
+        const QImage shown = m_probe.grab(m_probe.root());
+        const QString wrong = m_probe.mismatches(shown, checks);
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong));
+        QCOMPARE(m_probe.grab(m_probe.pixmapProperty("_XROOTPMAP_ID")), shown);
+    }
+
     void leftoversOfOtherPrograms_data()
     {
         QTest::addColumn<Leftover>("leftover");

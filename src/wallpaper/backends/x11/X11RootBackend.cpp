@@ -57,9 +57,6 @@ QRect toRootPixels(const QRect& target, QRect virtualScreen, const QSize& rootSi
 // to the server and memory stays bounded by the screen whatever the area's size.
 QImage composeArea(const QImage& picture, WallpaperStyle style, const QRect& area, const QRect& visible)
 {
-    // The usual case, a picture rendered at the monitor's size: every style shows it as it is.
-    if (picture.size() == area.size() && area == visible && picture.format() == QImage::Format_RGB32)
-        return picture;
     QImage canvas(visible.size(), QImage::Format_RGB32);
     if (canvas.isNull())
         return canvas;
@@ -84,6 +81,31 @@ QImage composeArea(const QImage& picture, WallpaperStyle style, const QRect& are
     return canvas;
 }
 
+// Where a picture shown at its own size lands: the part of it that is visible and where that part
+// goes in root-window pixels.
+struct Placement
+{
+    QRect source; // in the picture
+    QPoint at;    // in the root window
+};
+
+// A centred picture, or any picture rendered at the area's size, is shown pixel for pixel: it can
+// go to the server as it is, the bands around it filled there, without painting a canvas first.
+std::optional<Placement> placeAsItIs(
+    const QImage& picture, WallpaperStyle style, const QRect& area, const QRect& visible)
+{
+    if (style != WallpaperStyle::Centered && picture.size() != area.size())
+        return std::nullopt;
+    if (picture.format() != QImage::Format_RGB32)
+        return std::nullopt;
+    const QPoint corner
+        = area.topLeft() + QPoint((area.width() - picture.width()) / 2, (area.height() - picture.height()) / 2);
+    const QRect shown = QRect(corner, picture.size()).intersected(visible);
+    if (shown.isEmpty())
+        return Placement {}; // nothing of it is on screen: only the bands
+    return Placement {shown.translated(-corner), shown.topLeft()};
+}
+
 // Builds one root pixmap on a connection of its own and hands it to the server for good. The
 // connection holds nothing else, so that when the next change kills its client (the convention
 // every root-pixmap setter follows) exactly this pixmap is freed.
@@ -103,7 +125,9 @@ public:
 
     QSize size() const { return m_size; }
 
-    bool create(QString* error)
+    /// Makes the pixmap. Unless `repainted` (the part the change paints anew) covers the whole
+    /// root, it starts as a copy of the current wallpaper, black where there is none.
+    bool create(const QRect& repainted, QString* error)
     {
         if (m_rootPmapId == XCB_ATOM_NONE || m_esetrootPmapId == XCB_ATOM_NONE)
             return fail(error, QStringLiteral("The X server refused to name the root pixmap properties"));
@@ -115,17 +139,25 @@ public:
         const uint32_t values[] = {m_connection.screen()->black_pixel, 0};
         m_log.add(xcb_create_gc_checked(m_c, m_gc, m_pixmap, XCB_GC_FOREGROUND | XCB_GC_GRAPHICS_EXPOSURES, values),
             "create a graphics context");
-        const xcb_rectangle_t all = {0, 0, uint16_t(m_size.width()), uint16_t(m_size.height())};
-        m_log.add(xcb_poly_fill_rectangle_checked(m_c, m_pixmap, m_gc, 1, &all), "clear the wallpaper pixmap");
+        if (repainted.contains(QRect(QPoint(0, 0), m_size)))
+            return m_log.check(error);
+        fillBlack(QRect(QPoint(0, 0), m_size));
         if (!m_log.check(error))
             return false;
         copyCurrentWallpaper();
         return true;
     }
 
-    bool upload(const QImage& pixels, const QPoint& at, QString* error)
+    void fillBlack(const QRect& rect)
     {
-        return xcbPutImage(m_c, m_pixmap, m_gc, m_format, pixels, pixels.rect(), at, m_log, error)
+        const xcb_rectangle_t all
+            = {int16_t(rect.x()), int16_t(rect.y()), uint16_t(rect.width()), uint16_t(rect.height())};
+        m_log.add(xcb_poly_fill_rectangle_checked(m_c, m_pixmap, m_gc, 1, &all), "paint the wallpaper's background");
+    }
+
+    bool upload(const QImage& pixels, const QRect& source, const QPoint& at, QString* error)
+    {
+        return (source.isEmpty() || xcbPutImage(m_c, m_pixmap, m_gc, m_format, pixels, source, at, m_log, error))
             && m_log.check(error);
     }
 
@@ -256,12 +288,20 @@ public:
             return fail(
                 error, QStringLiteral("The monitor area %1×%2 is too large").arg(area.width()).arg(area.height()));
         }
+        if (const auto placement = placeAsItIs(picture, style, area, visible)) {
+            if (!root.create(visible, error))
+                return false;
+            if (QRect(placement->at, placement->source.size()) != visible)
+                root.fillBlack(visible);
+            m_painted = root.upload(picture, placement->source, placement->at, error);
+            return m_painted;
+        }
         const QImage canvas = composeArea(picture, style, area, visible);
         if (canvas.isNull()) {
             return fail(error,
                 QStringLiteral("Not enough memory for a %1×%2 wallpaper").arg(visible.width()).arg(visible.height()));
         }
-        m_painted = root.create(error) && root.upload(canvas, visible.topLeft(), error);
+        m_painted = root.create(visible, error) && root.upload(canvas, canvas.rect(), visible.topLeft(), error);
         return m_painted;
     }
 
