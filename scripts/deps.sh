@@ -11,7 +11,7 @@ build_packages=(
     qt6-image-formats-plugins qt6-qpa-plugins qt6-wayland
     libsqlitecpp-dev libsqlite3-dev
     libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
-    libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
+    libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base
     xdg-utils
 )

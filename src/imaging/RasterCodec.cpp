@@ -1,8 +1,10 @@
 #include "RasterCodec.h"
 
+#include "JpegBands.h"
 #include "PictureFile.h"
 
 #include <QImageReader>
+#include <QTransform>
 
 namespace {
 
@@ -20,17 +22,51 @@ bool rotatesQuarter(const QImageReader& reader)
     return reader.transformation().testFlag(QImageIOHandler::TransformationRotate90);
 }
 
-// The stored size libjpeg should decode to: the smallest of its scales (1/8 to 8/8) that still
-// covers `target`. Rounded down, because Qt picks the scale from the ratio of the sizes and a size
-// rounded up would make it choose the next, larger, eighth.
-QSize jpegScaledSize(QSize stored, QSize target)
+// The smallest of libjpeg's scales (1/8 to 8/8, in eighths) that still covers `target`.
+int jpegEighths(QSize stored, QSize target)
 {
     for (int eighths = 1; eighths < 8; ++eighths) {
         const QSize scaled(int(qint64(stored.width()) * eighths / 8), int(qint64(stored.height()) * eighths / 8));
         if (scaled.width() >= target.width() && scaled.height() >= target.height())
-            return scaled;
+            return eighths;
     }
-    return stored;
+    return 8;
+}
+
+// The stored size Qt's reader should decode to at that scale. Rounded down, because Qt picks the
+// scale from the ratio of the sizes and a size rounded up would make it choose the next eighth.
+QSize jpegScaledSize(QSize stored, int eighths)
+{
+    return QSize(int(qint64(stored.width()) * eighths / 8), int(qint64(stored.height()) * eighths / 8));
+}
+
+// The EXIF orientation applied the way Qt's readers apply it.
+QImage oriented(QImage image, QImageIOHandler::Transformations transformation)
+{
+    if (transformation.testFlag(QImageIOHandler::TransformationMirror)
+        || transformation.testFlag(QImageIOHandler::TransformationFlip)) {
+        image = std::move(image).mirrored(transformation.testFlag(QImageIOHandler::TransformationMirror),
+            transformation.testFlag(QImageIOHandler::TransformationFlip));
+    }
+    if (transformation.testFlag(QImageIOHandler::TransformationRotate90))
+        image = image.transformed(QTransform().rotate(90));
+    return image;
+}
+
+// Large JPEGs in the file's bytes: more than that is left to the streaming reader.
+constexpr qint64 MaxBandedFileBytes = qint64(256) << 20;
+
+// A large sequential JPEG decoded on two threads; nothing when the picture is not one for that.
+std::optional<QImage> decodeJpegInBands(PictureFile& file, const QImageReader& reader, int eighths)
+{
+    QByteArray data;
+    QString unused;
+    if (file.size() > MaxBandedFileBytes || !file.readAll(&data, MaxBandedFileBytes, &unused))
+        return std::nullopt;
+    std::optional<QImage> image = JpegBands::decode(data, eighths);
+    if (image)
+        *image = oriented(std::move(*image), reader.transformation());
+    return image;
 }
 
 } // namespace
@@ -55,11 +91,14 @@ QImage decode(PictureFile& file, PictureFormat format, QSize target, QString* er
     QImageReader reader;
     prepare(reader, file, format);
     const QSize stored = reader.size();
-    if (format == PictureFormat::Jpeg && stored.isValid() && target.isValid()) {
-        // The scaled size is applied before the orientation, so it is given in stored axes.
-        const QSize scaled = jpegScaledSize(stored, rotatesQuarter(reader) ? target.transposed() : target);
-        if (scaled != stored)
-            reader.setScaledSize(scaled);
+    if (format == PictureFormat::Jpeg && stored.isValid()) {
+        // The scale is chosen before the orientation is applied, so in stored axes.
+        const int eighths
+            = target.isValid() ? jpegEighths(stored, rotatesQuarter(reader) ? target.transposed() : target) : 8;
+        if (std::optional<QImage> banded = decodeJpegInBands(file, reader, eighths))
+            return *banded;
+        if (eighths < 8)
+            reader.setScaledSize(jpegScaledSize(stored, eighths));
     }
     QImage image = reader.read();
     if (!image.isNull())

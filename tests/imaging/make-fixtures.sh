@@ -43,6 +43,16 @@ cp quad.png png-named.jpg
 convert -size 4000x3000 gradient:red-blue -quality 90 big.jpg
 exiftool -q -n -Orientation=6 -o big-orient6.jpg big.jpg
 
+# Large enough for the two-thread decode: sequential 4:2:0 in every EXIF orientation, and the
+# kinds that path leaves to Qt's reader (progressive, CMYK) or takes as well (grey).
+convert -size 2400x1600 -seed 3 plasma:fractal -quality 90 -sampling-factor 2x2 big-noise.jpg
+for orientation in 2 3 4 5 6 7 8; do
+    exiftool -q -n -Orientation=$orientation -o big-noise-o$orientation.jpg big-noise.jpg
+done
+convert big-noise.jpg -quality 90 -interlace JPEG big-noise-progressive.jpg
+convert big-noise.jpg -quality 90 -colorspace Gray big-noise-grey.jpg
+convert big-noise.jpg -quality 90 -colorspace CMYK big-noise-cmyk.jpg
+
 # Cut-short files: the first half of pictures whose data fill the file.
 convert -size 256x192 -seed 7 plasma:fractal noise.png
 convert noise.png -quality 90 noise.jpg

@@ -1,6 +1,9 @@
 #include "ImageDecoder.h"
 #include "ImagingFixtures.h"
+#include "JpegBands.h"
+#include "PictureDecoding.h"
 
+#include <QImageReader>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -163,6 +166,56 @@ private slots:
         QVERIFY2(!image.isNull(), qPrintable(error));
         QCOMPARE(image.format(), QImage::Format_RGB32);
         QVERIFY(near(image.pixel(5, 5), qRgb(128, 128, 128), 1));
+    }
+
+    // The two-thread decode of large JPEGs gives exactly what Qt's reader gives, scaled or not,
+    // and leaves what it cannot split to that reader.
+    void largeJpegInBands_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("eighths");
+        QTest::addColumn<bool>("banded");
+        QTest::newRow("4:2:0, own size") << "big-noise.jpg" << 8 << true;
+        QTest::newRow("4:2:0, at 6/8") << "big-noise.jpg" << 6 << true;
+        QTest::newRow("grey, own size") << "big-noise-grey.jpg" << 8 << true;
+        QTest::newRow("progressive") << "big-noise-progressive.jpg" << 8 << false;
+        QTest::newRow("cmyk") << "big-noise-cmyk.jpg" << 8 << false;
+        QTest::newRow("too small to gain") << "big-noise.jpg" << 2 << false;
+    }
+
+    void largeJpegInBands()
+    {
+        QFETCH(QString, file);
+        QFETCH(int, eighths);
+        QFETCH(bool, banded);
+        QFile in(m_dir.filePath(file));
+        QVERIFY(in.open(QIODevice::ReadOnly));
+        const std::optional<QImage> image = JpegBands::decode(in.readAll(), eighths);
+        QCOMPARE(image.has_value(), banded);
+        if (!banded)
+            return;
+        QImageReader reader(m_dir.filePath(file));
+        reader.setScaledSize(reader.size() * eighths / 8);
+        const QImage expected = reader.read().convertToFormat(QImage::Format_RGB32);
+        QCOMPARE(image->size(), expected.size());
+        QVERIFY(*image == expected);
+    }
+
+    void largeJpegOrientations()
+    {
+        // Every EXIF orientation, decoded in bands and turned by us, as Qt's reader turns it.
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            const QString file
+                = m_dir.filePath(orientation == 1 ? QStringLiteral("big-noise.jpg")
+                                                  : QStringLiteral("big-noise-o%1.jpg").arg(orientation));
+            QString error;
+            const QImage image = PictureDecoding::decodePath(file, {}, kOlive, &error);
+            QVERIFY2(!image.isNull(), qPrintable(error));
+            QImageReader reader(file);
+            reader.setAutoTransform(true);
+            const QImage expected = reader.read().convertToFormat(QImage::Format_RGB32);
+            QVERIFY2(image == expected, qPrintable(QStringLiteral("orientation %1").arg(orientation)));
+        }
     }
 
     void trustedPathDecodesInProcess()
