@@ -38,6 +38,7 @@ bool MdbShownPictures::add(const QString& name)
         Jet::bindText(*query, 1, name);
         query->exec();
         names().insert(name);
+        ++m_revision;
         return true;
     } catch (const std::exception& e) {
         // A path longer than the column holds cannot be kept: it may come again this round.
@@ -51,6 +52,34 @@ void MdbShownPictures::clear()
 {
     m_db.createTableImage(false);
     m_names.emplace();
+    ++m_revision;
+}
+
+bool MdbShownPictures::adoptNames(QSet<QString> names, quint64 at)
+{
+    if (at != m_revision)
+        return false;
+    if (!m_names)
+        m_names = std::move(names);
+    return true;
+}
+
+std::optional<QSet<QString>> MdbShownPictures::readNames(const QString& path, QString* error)
+{
+    try {
+        SQLite::Database db(path.toStdString(), SQLite::OPEN_READONLY);
+        SQLite::Statement count(db, "SELECT count(*) FROM TableImage");
+        QSet<QString> names;
+        if (count.executeStep())
+            names.reserve(count.getColumn(0).getInt());
+        SQLite::Statement query(db, "SELECT Nom FROM TableImage");
+        while (query.executeStep())
+            names.insert(Jet::textOf(query.getColumn(0)));
+        return names;
+    } catch (const std::exception& e) {
+        *error = QString::fromUtf8(e.what());
+        return std::nullopt;
+    }
 }
 
 int MdbShownPictures::count()

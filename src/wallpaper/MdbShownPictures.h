@@ -22,9 +22,23 @@ public:
     void clear() override;
     int count() override;
 
+    /// The names, when they have been read already.
+    const std::optional<QSet<QString>>& loadedNames() const { return m_names; }
+    /// Goes up with every change made through this object, so that names read elsewhere meanwhile
+    /// can be told current or not.
+    quint64 revision() const { return m_revision; }
+    /// Takes names read by readNames() while revision() was `at`. False, taking nothing, when a
+    /// change came in between.
+    bool adoptNames(QSet<QString> names, quint64 at);
+
+    /// The names in `TableImage` of the database file at `path`, read through a read-only
+    /// connection of its own, so from any thread. Nothing, with the cause, when that fails.
+    static std::optional<QSet<QString>> readNames(const QString& path, QString* error);
+
 private:
     QSet<QString>& names();
 
     ClsMdb& m_db;
     std::optional<QSet<QString>> m_names;
+    quint64 m_revision = 0;
 };

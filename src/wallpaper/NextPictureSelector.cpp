@@ -34,11 +34,28 @@ bool NextPictureSelector::isShown(const CandidateList& list, int position)
     const int count = list.count();
     if (cache.list != &list || cache.generation != list.generation() || cache.count != count
         || cache.shownCount != m_shown.count()) {
-        cache = {&list, list.generation(), count, m_shown.count(), std::vector<bool>(size_t(count) + 1)};
-        for (int at = 1; at <= count; ++at)
-            cache.bits[size_t(at)] = list.isPicture(at) && m_shown.contains(list.key(at));
+        cache = {&list, list.generation(), count, m_shown.count(),
+            shownPositions(list, [this](const QString& name) { return m_shown.contains(name); })};
     }
     return cache.bits[size_t(position)];
+}
+
+std::vector<bool> NextPictureSelector::shownPositions(
+    const CandidateList& list, const std::function<bool(const QString&)>& isShownName)
+{
+    const int count = list.count();
+    std::vector<bool> bits(size_t(count) + 1);
+    for (int at = 1; at <= count; ++at)
+        bits[size_t(at)] = list.isPicture(at) && isShownName(list.key(at));
+    return bits;
+}
+
+void NextPictureSelector::adoptShownPositions(
+    const CandidateList& list, quint64 generation, int shownCount, std::vector<bool> shown)
+{
+    if (generation != list.generation() || shown.size() != size_t(list.count()) + 1)
+        return;
+    m_shownPositions = {&list, generation, list.count(), shownCount, std::move(shown)};
 }
 
 std::optional<int> NextPictureSelector::nextRandom(const CandidateList& list)

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -61,6 +62,15 @@ public:
     /// The direction of the back-and-forth walk, +1 or -1, kept between calls (`SensLecture`).
     int direction() const { return m_direction; }
     void setDirection(int direction) { m_direction = direction < 0 ? -1 : 1; }
+
+    /// Which positions of `list` hold a picture for which `isShownName` says yes (index 0 unused).
+    /// Only reads, so a worker thread may call it with a list and names of its own.
+    static std::vector<bool> shownPositions(
+        const CandidateList& list, const std::function<bool(const QString&)>& isShownName);
+    /// Takes shownPositions() worked out elsewhere for `list` at its `generation`, when the shown
+    /// pictures numbered `shownCount`: the first random pick on a new list then needs no look at
+    /// every entry. Kept only while the list and the shown pictures stay as they were.
+    void adoptShownPositions(const CandidateList& list, quint64 generation, int shownCount, std::vector<bool> shown);
 
 private:
     // Which positions of the list hold a picture shown this round. Building it looks up every

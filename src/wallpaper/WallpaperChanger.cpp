@@ -1,5 +1,6 @@
 #include "WallpaperChanger.h"
 
+#include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "ImageDecoder.h"
 #include "RandomGenerator.h"
@@ -8,24 +9,40 @@
 #include "WallpaperRenderer.h"
 
 #include <QFileInfo>
+#include <QFutureWatcher>
 #include <QScopedValueRollback>
+#include <QtConcurrent/QtConcurrentRun>
 
-// The folder's list as the selection walks it.
+// A list of the folder as the selection walks it. The list is shared, not copied, so a worker
+// thread may hold one of its own.
 class WallpaperChanger::Candidates : public CandidateList
 {
 public:
-    explicit Candidates(const PictureSource& source)
-        : m_source(source)
-    { }
-    int count() const override { return m_source.count(); }
-    QString key(int position) const override { return m_source.entry(position).key; }
-    bool isPicture(int position) const override { return m_source.isPicture(position); }
+    int count() const override { return m_list.count(); }
+    QString key(int position) const override { return m_list.key(position); }
+    bool isPicture(int position) const override { return m_list.isPicture(position); }
     quint64 generation() const override { return m_generation; }
-    void listChanged() { ++m_generation; }
+    void setList(const SourceList& list)
+    {
+        m_list = list;
+        ++m_generation;
+    }
 
 private:
-    const PictureSource& m_source;
+    SourceList m_list;
     quint64 m_generation = 0;
+};
+
+// What a worker thread works out about the round when a new list arrives: the pictures shown
+// so far (read from the database unless they are in memory already) and where they are in the
+// list. With 100,000 pictures that is a tenth of a second the tray no longer spends.
+struct WallpaperChanger::RoundPreparation
+{
+    quint64 generation = 0;
+    quint64 revision = 0;
+    std::optional<QSet<QString>> names; // read from the database
+    std::vector<bool> shown;
+    QString error;
 };
 
 WallpaperChanger::WallpaperChanger(ClsMonitor& monitors, ClsMdb& db, QObject* parent)
@@ -33,7 +50,8 @@ WallpaperChanger::WallpaperChanger(ClsMonitor& monitors, ClsMdb& db, QObject* pa
     , m_monitors(monitors)
     , m_shown(db)
     , m_selector(m_shown, appRandom())
-    , m_candidates(std::make_unique<Candidates>(m_source))
+    , m_databasePath(db.mdbName())
+    , m_candidates(std::make_unique<Candidates>())
     , m_decoder(std::make_unique<ImageDecoder>())
 {
     QString description;
@@ -49,9 +67,47 @@ WallpaperChanger::~WallpaperChanger() = default;
 
 void WallpaperChanger::onListReady()
 {
-    m_candidates->listChanged();
+    m_candidates->setList(m_source.list());
     // The entry on screen is found again in the new list, so the walk goes on from it.
     m_selector.setSelected(m_source.indexOf(registry().get(SettingNo::CurrentWallPaper).toString()));
+    prepareRound();
+}
+
+void WallpaperChanger::prepareRound()
+{
+    m_preparing = m_candidates->generation();
+    RoundPreparation start;
+    start.generation = m_candidates->generation();
+    start.revision = m_shown.revision();
+    auto* watcher = new QFutureWatcher<RoundPreparation>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        onRoundPrepared(watcher->result());
+    });
+    watcher->setFuture(QtConcurrent::run(
+        [start, candidates = *m_candidates, known = m_shown.loadedNames(), path = m_databasePath]() mutable {
+            if (!known && (start.names = MdbShownPictures::readNames(path, &start.error)))
+                known = start.names;
+            if (known) {
+                start.shown = NextPictureSelector::shownPositions(
+                    candidates, [&known](const QString& name) { return known->contains(name); });
+            }
+            return start;
+        }));
+}
+
+void WallpaperChanger::onRoundPrepared(RoundPreparation prepared)
+{
+    if (prepared.generation != m_preparing)
+        return; // a newer list came meanwhile: its own preparation follows
+    m_preparing = 0;
+    if (!prepared.error.isEmpty())
+        TAPISOL_TRACE(QStringLiteral("SY TableImage lecture, Err ") + prepared.error);
+    // Taken only when nothing changed since the worker started; otherwise the selection works it
+    // out itself, as it does whenever the round changes under it.
+    const bool namesTaken = !prepared.names || m_shown.adoptNames(std::move(*prepared.names), prepared.revision);
+    if (namesTaken && m_shown.revision() == prepared.revision && m_shown.loadedNames())
+        m_selector.adoptShownPositions(*m_candidates, prepared.generation, m_shown.count(), std::move(prepared.shown));
     if (std::exchange(m_changeWhenReady, false))
         changeNow(); // the list is as fresh as it gets
 }
@@ -60,7 +116,7 @@ bool WallpaperChanger::changeToNext()
 {
     // A new folder in the settings, or a folder whose content changed: the new list first.
     const bool newFolder = m_source.applySettings(registry());
-    if (newFolder || m_source.refreshIfChanged() || m_source.isScanning()) {
+    if (newFolder || m_source.refreshIfChanged() || m_source.isScanning() || m_preparing) {
         // Set before the trace line: writing it lets the event loop in, and the list may be
         // delivered right there.
         m_changeWhenReady = true;

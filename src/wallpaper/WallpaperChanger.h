@@ -40,6 +40,9 @@ public:
 
 private:
     void onListReady();
+    struct RoundPreparation;
+    void prepareRound();
+    void onRoundPrepared(RoundPreparation prepared);
     bool changeNow();
     bool showPosition(int position);
 
@@ -48,10 +51,12 @@ private:
     PictureSource m_source;
     MdbShownPictures m_shown;
     NextPictureSelector m_selector;
+    QString m_databasePath;
     std::unique_ptr<Candidates> m_candidates;
     std::unique_ptr<ImageDecoder> m_decoder;
     std::unique_ptr<WallpaperBackend> m_backend;
     std::unique_ptr<WallpaperRenderer> m_renderer;
     bool m_changeWhenReady = false;
+    quint64 m_preparing = 0; // the list generation whose round is being prepared, 0 when none
     bool m_changing = false;
 };

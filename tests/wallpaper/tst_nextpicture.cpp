@@ -146,6 +146,45 @@ private slots:
         QCOMPARE(MdbShownPictures(*m_db).count(), 1); // a new round, holding the picture just chosen
     }
 
+    // A new list's round is worked out off the tray's thread: the names read on a connection of
+    // its own, the shown positions marked. What was read is taken only while nothing changed
+    // since; what is taken decides the picks.
+    void roundPreparedElsewhere()
+    {
+        const Entries list(QStringList({QStringLiteral("[top]")}) + pictures(8)); // p1..p8 at 2..9
+        for (const int position : {2, 3, 4, 6, 7, 8})
+            QVERIFY(m_shown->add(list.key(position)));
+        QString error;
+        std::optional<QSet<QString>> names = MdbShownPictures::readNames(m_db->mdbName(), &error);
+        QVERIFY2(names, qPrintable(error));
+        QCOMPARE(names->size(), 6);
+        QVERIFY(!MdbShownPictures::readNames(m_home->path() + QStringLiteral("/none.mdb"), &error));
+        QVERIFY(!error.isEmpty());
+        const std::vector<bool> marked
+            = NextPictureSelector::shownPositions(list, [&](const QString& name) { return names->contains(name); });
+        QCOMPARE(marked, std::vector<bool>({false, false, true, true, true, false, true, true, true, false}));
+
+        MdbShownPictures busy(*m_db);
+        const quint64 atRead = busy.revision();
+        QVERIFY(busy.add(list.key(9))); // recorded after the read: the read is out of date
+        QVERIFY(!busy.adoptNames(*names, atRead));
+
+        MdbShownPictures restarted(*m_db);
+        QVERIFY(restarted.adoptNames(*names, restarted.revision()));
+        RandomGenerator random;
+        random.seed(3);
+        NextPictureSelector selector(restarted, random);
+        selector.setSelected(9);
+        // A marking of another size is not taken; the selection works it out itself.
+        selector.adoptShownPositions(list, list.generation(), restarted.count(), std::vector<bool>(3));
+        QCOMPARE(selector.next(list, NextPictureSelector::Order::Random), 5);
+        // A marking that fits is trusted: everything but p8 marked shown leaves p8 only.
+        std::vector<bool> allButLast(10, true);
+        allButLast[9] = false;
+        selector.adoptShownPositions(list, list.generation(), restarted.count(), allButLast);
+        QCOMPARE(selector.next(list, NextPictureSelector::Order::Random), 9);
+    }
+
     void namesAreDataNotSql()
     {
         QVERIFY(m_shown->add(QStringLiteral("/photos/l'été 100%_*.jpg")));
