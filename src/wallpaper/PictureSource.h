@@ -72,6 +72,8 @@ public:
 
     /// The folder the list in use was built from (cleaned), empty before the first scan.
     QString folder() const { return m_last.folder; }
+    /// The folder asked for last, whose list may still be on its way.
+    QString requestedFolder() const { return m_request.folder; }
     /// What the scan of the list in use counted.
     const ScanCounts& lastCounts() const { return m_last.counts; }
 

@@ -120,7 +120,7 @@ bool WallpaperChanger::changeToNext()
         // Set before the trace line: writing it lets the event loop in, and the list may be
         // delivered right there.
         m_changeWhenReady = true;
-        TAPISOL_TRACE(QStringLiteral("SY FNext attend la liste de ") + m_source.folder());
+        TAPISOL_TRACE(QStringLiteral("SY FNext attend la liste de ") + m_source.requestedFolder());
         return false;
     }
     return changeNow();
