@@ -89,6 +89,14 @@ bool decodeRows(Decoder& d, uchar* pixels, qsizetype bytesPerLine, int from, int
 
 namespace JpegBands {
 
+bool worthSplitting(QSize stored, int eighths)
+{
+    // libjpeg rounds a scaled side up.
+    const qint64 width = (qint64(stored.width()) * eighths + 7) / 8;
+    const qint64 height = (qint64(stored.height()) * eighths + 7) / 8;
+    return QThread::idealThreadCount() >= 2 && width * height >= MinPixels;
+}
+
 std::optional<QImage> decode(const QByteArray& data, int eighths)
 {
     if (QThread::idealThreadCount() < 2 || eighths < 1 || eighths > 8)

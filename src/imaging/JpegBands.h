@@ -11,6 +11,10 @@
 // photo at 3/8 this takes a sixth off the decode.
 namespace JpegBands {
 
+/// Whether a picture stored at `stored` and decoded at `eighths`/8 is large enough, on this
+/// machine, for the split to gain: asked before the file is read into memory for decode().
+bool worthSplitting(QSize stored, int eighths);
+
 /// The picture decoded by libjpeg at `eighths`/8 of its stored size (no EXIF orientation applied),
 /// or nothing when it is not one this path takes: progressive, CMYK, too small to gain, a single
 /// processor, or any error of libjpeg's. The caller then decodes it the usual way, which also

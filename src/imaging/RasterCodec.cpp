@@ -61,8 +61,10 @@ std::optional<QImage> decodeJpegInBands(PictureFile& file, const QImageReader& r
 {
     QByteArray data;
     QString unused;
-    if (file.size() > MaxBandedFileBytes || !file.readAll(&data, MaxBandedFileBytes, &unused))
+    if (!JpegBands::worthSplitting(reader.size(), eighths) || file.size() > MaxBandedFileBytes
+        || !file.readAll(&data, MaxBandedFileBytes, &unused)) {
         return std::nullopt;
+    }
     std::optional<QImage> image = JpegBands::decode(data, eighths);
     if (image)
         *image = oriented(std::move(*image), reader.transformation());
