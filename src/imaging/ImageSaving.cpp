@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QImageWriter>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -129,27 +128,6 @@ void packBgrRow(const uchar* scanLine, int width, char* out, qsizetype rowBytes)
 } // namespace
 
 namespace ImageSaving {
-
-bool saveImage(const QImage& image, const QString& path, const QByteArray& format, int quality, QString* error)
-{
-    if (image.isNull())
-        return fail(error, path, QStringLiteral("there is no picture to write"));
-    QSaveFile file(path);
-    if (!openForReplace(file, error))
-        return false;
-    WholeWrites device(file);
-    QImageWriter writer(&device, format);
-    writer.setQuality(quality);
-    if (!writer.write(image) || device.failed()) {
-        file.cancelWriting();
-        // A write error of the device (full disk) says more than the writer's own message.
-        const QString cause = device.failed() ? writeCause(file) : writer.errorString();
-        return fail(error, path,
-            QStringLiteral("cannot write the %1 picture (%2); the previous file is kept")
-                .arg(QString::fromLatin1(format), cause));
-    }
-    return commit(device, file, error);
-}
 
 bool saveBitmap(const QImage& image, const QString& path, QString* error)
 {

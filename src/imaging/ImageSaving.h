@@ -14,11 +14,6 @@ namespace ImageSaving {
 /// `error`, when the folder is missing or read-only, the disk is full or the image is null.
 bool saveBitmap(const QImage& image, const QString& path, QString* error = nullptr);
 
-/// Writes `image` to `path` in `format` ("JPEG", "PNG", "BMP"...) at `quality` (0 to 100, or -1
-/// for the format's default). Transparency is kept only by formats that have it.
-bool saveImage(
-    const QImage& image, const QString& path, const QByteArray& format, int quality, QString* error = nullptr);
-
 /// Copies the file `source` to `destination` the same way, for a picture shown as it is.
 bool copyFile(const QString& source, const QString& destination, QString* error = nullptr);
 
