@@ -1,40 +1,56 @@
 #include "AppPaths.h"
 #include "AppState.h"
-#include "CannedHttpServer.h"
 #include "ErrorReport.h"
+#include "FrmSendRapport.h"
 #include "InterfaceTexts.h"
 #include "ReportSender.h"
+#include "TapisolApplication.h"
 #include "TempXdgHome.h"
 #include "Trace.h"
 
-#include <QFile>
-#include <QSignalSpy>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
 #include <QUrlQuery>
 #include <QtTest>
 
 #include <cerrno>
+#include <memory>
 #include <stdexcept>
 
 namespace {
 
+const QByteArray kTexts = "2107=Envoyez ce rapport à l'auteur de %%1 (%%1 continue).\n2115=Envoi en cours\n"
+                          "2116=Rapport reçu\n2117=Échec : %1\n";
+
+// Application, version, form, control, index, value, number, description, source, errno, extra data.
 ErrorRecord sampleRecord()
 {
-    ErrorRecord r;
-    r.application = QStringLiteral("Tapisol");
-    r.versionMajor = 2;
-    r.versionMinor = 7;
-    r.versionRevision = 13;
-    r.sourceForm = QStringLiteral("FrmSysTray");
-    r.control = QStringLiteral("CmdSource");
-    r.controlIndex = 3;
-    r.value = QStringLiteral("/img/a&b=c été#1.jpg");
-    r.number = 53;
-    r.description = QStringLiteral("Fichier introuvable");
-    r.errorSource = QStringLiteral("Tapisol");
-    r.lastDllError = 2;
-    r.data = 7;
-    return r;
+    return {"Tapisol", 2, 7, 13, "FrmSysTray", "CmdSource", 3, "/img/a&b=c été#1.jpg", 53, "Fichier introuvable",
+        "Tapisol", 2, 7};
 }
+
+// A control whose event handler fails on a user event, the way a buggy handler would.
+class Thrower : public QWidget
+{
+public:
+    using QWidget::QWidget;
+
+protected:
+    bool event(QEvent* e) override
+    {
+        if (e->type() == QEvent::User)
+            throw std::runtime_error("handler failed");
+        if (e->type() == QEvent::User + 1)
+            throw 42;
+        return QWidget::event(e);
+    }
+};
 
 } // namespace
 
@@ -42,39 +58,27 @@ class TestErrorReport : public QObject
 {
     Q_OBJECT
 
+    std::unique_ptr<TempXdgHome> m_home;
+    QList<ErrorRecord> m_shown;
+
+    void captureDialogs()
+    {
+        errorHandler().setDialogPresenter([this](const ErrorRecord& r, const QString&) {
+            m_shown << r;
+            return true;
+        });
+    }
+
 private slots:
+    void initTestCase()
+    {
+        m_home = std::make_unique<TempXdgHome>();
+        interfaceTexts().parse(kTexts, QStringLiteral("test"));
+    }
     void init()
     {
         errorHandler().reset();
-        interfaceTexts().parse("2116=Rapport reçu\n2117=Échec : %1\n", QStringLiteral("test"));
-    }
-
-    void reportTextHasTenLinesInOrder_data()
-    {
-        QTest::addColumn<ErrorRecord>("record");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("full")
-            << sampleRecord()
-            << "Application=Tapisol\r\nVersion=2.7.13\r\nSource=FrmSysTray\r\nControl=CmdSource\r\n"
-               "Index=3\r\nValue=/img/a&b=c été#1.jpg\r\nNumber=53\r\nDescription=Fichier introuvable\r\n"
-               "ErrSource=Tapisol\r\nErrDll=2";
-        QTest::newRow("empty values keep their line")
-            << ErrorRecord()
-            << "Application=\r\nVersion=0.0.0\r\nSource=\r\nControl=\r\nIndex=\r\nValue=\r\nNumber=0\r\n"
-               "Description=\r\nErrSource=\r\nErrDll=0";
-    }
-    void reportTextHasTenLinesInOrder()
-    {
-        QFETCH(ErrorRecord, record);
-        QFETCH(QString, expected);
-        QCOMPARE(record.reportText(), expected);
-    }
-
-    void messageComposition()
-    {
-        QCOMPARE(sampleRecord().messageText(),
-            QStringLiteral("Erreur d'exécution interceptée : \n\nErreur numéro : 53\n"
-                           "Source : FrmSysTrayFichier introuvable"));
+        m_shown.clear();
     }
 
     void urlKeepsKeyOrderAndEncodesValues()
@@ -91,112 +95,114 @@ private slots:
             QVERIFY2(!sampleRecord().reportUrl(QString::fromLatin1(host)).isValid(), host);
     }
 
-    void replyCheck_data()
+    // The dialog explains with the program's name and shows the report's ten lines on demand.
+    void dialogShowsTextsAndReport()
     {
-        QTest::addColumn<QByteArray>("reply");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("inside a page") << QByteArray("<p>Data=D83F1A6C2E5 ok\r\nCSReportReceived</p>") << true;
-        QTest::newRow("wrong order") << QByteArray("CSReportReceived Data=D83F1A6C2E5") << false;
-        QTest::newRow("other token") << QByteArray("Data=D83F1A6C2E6 CSReportReceived") << false;
-        QTest::newRow("no acknowledgement") << QByteArray("Data=D83F1A6C2E5") << false;
-    }
-    void replyCheck()
-    {
-        QFETCH(QByteArray, reply);
-        QFETCH(bool, accepted);
-        QCOMPARE(ReportService::isAccepted(reply), accepted);
+        {
+            FrmSendRapport dialog(sampleRecord(), QStringLiteral("http://127.0.0.1:1"));
+            dialog.show();
+            QCOMPARE(dialog.findChild<QLabel*>(QStringLiteral("LblTexte2107"))->text(),
+                QStringLiteral("Envoyez ce rapport à l'auteur de %1 (%1 continue).").arg(programTitle()));
+            auto* view = dialog.findChild<QPlainTextEdit*>(QStringLiteral("TxtRapport"));
+            const int closedHeight = dialog.height();
+            dialog.findChild<QPushButton*>(QStringLiteral("CmdVoir"))->click();
+            QVERIFY(view->isVisible() && dialog.height() > closedHeight);
+            QCOMPARE(view->toPlainText(),
+                "Application=Tapisol\nVersion=2.7.13\nSource=FrmSysTray\nControl=CmdSource\nIndex=3\n"
+                "Value=/img/a&b=c été#1.jpg\nNumber=53\nDescription=Fichier introuvable\nErrSource=Tapisol\nErrDll=2");
+            QVERIFY(errorHandler().reportOpen());
+        }
+        QVERIFY(!errorHandler().reportOpen());
     }
 
-    void senderAgainstLocalServer_data()
+    void sending_data()
     {
         QTest::addColumn<int>("kind"); // 0 answering server, 1 silent server, 2 nothing listening, 3 bad host
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<QByteArray>("reply");
         QTest::addColumn<QString>("status");
-        QTest::newRow("accepted") << 0 << QByteArray("Data=D83F1A6C2E5\nCSReportReceived\n") << true << "Rapport reçu";
-        QTest::newRow("refused") << 0 << QByteArray("Erreur de données") << false << "Échec : réponse inattendue";
-        QTest::newRow("never answers") << 1 << QByteArray() << false << "Échec : pas de réponse";
-        QTest::newRow("connection refused") << 2 << QByteArray() << false << "Échec : Connection refused";
-        QTest::newRow("bad host") << 3 << QByteArray() << false << "Échec : adresse du service invalide";
+        const QString unexpected = QStringLiteral("Échec : réponse inattendue");
+        QTest::newRow("accepted") << 0 << QByteArray("Data=D83F1A6C2E5\nCSReportReceived\n") << "Rapport reçu";
+        QTest::newRow("inside a page") << 0 << QByteArray("<p>Data=D83F1A6C2E5 ok\r\nCSReportReceived</p>")
+                                       << "Rapport reçu";
+        QTest::newRow("wrong order") << 0 << QByteArray("CSReportReceived Data=D83F1A6C2E5") << unexpected;
+        QTest::newRow("other token") << 0 << QByteArray("Data=D83F1A6C2E6 CSReportReceived") << unexpected;
+        QTest::newRow("no acknowledgement") << 0 << QByteArray("Data=D83F1A6C2E5") << unexpected;
+        QTest::newRow("never answers") << 1 << QByteArray() << "Échec : pas de réponse";
+        QTest::newRow("connection refused") << 2 << QByteArray() << "Échec : Connection refused";
+        QTest::newRow("bad host") << 3 << QByteArray() << "Échec : adresse du service invalide";
     }
-    void senderAgainstLocalServer()
+    // The dialog's send button against a real HTTP server on 127.0.0.1, whatever that server does.
+    void sending()
     {
         QFETCH(int, kind);
-        QFETCH(QByteArray, body);
-        QFETCH(bool, accepted);
+        QFETCH(QByteArray, reply);
         QFETCH(QString, status);
-        CannedHttpServer server(kind == 1 ? std::nullopt : std::optional<QByteArray>(body));
-        const QString hosts[] = {server.host(), server.host(), CannedHttpServer::refusingHost(), "not a host"};
-        ReportSender sender(nullptr, 400);
-        QSignalSpy finished(&sender, &ReportSender::finished);
-        QVERIFY(sender.send(sampleRecord(), hosts[kind]));
-        QVERIFY(!sender.send(sampleRecord(), hosts[kind])); // one report at a time
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        QByteArray request;
+        connect(&server, &QTcpServer::newConnection, [&] {
+            QTcpSocket* socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, socket, [&, socket] {
+                request += socket->readAll();
+                if (kind == 1 || !request.contains("\r\n\r\n"))
+                    return;
+                socket->write("HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: "
+                    + QByteArray::number(reply.size()) + "\r\n\r\n" + reply);
+                socket->disconnectFromHost();
+            });
+        });
+        const QString host
+            = kind == 3 ? QStringLiteral("not a host") : QStringLiteral("http://127.0.0.1:%1").arg(server.serverPort());
+        if (kind == 2)
+            server.close();
+        FrmSendRapport dialog(sampleRecord(), host, nullptr, 400);
+        dialog.show();
+        auto* label = dialog.findChild<QLabel*>(QStringLiteral("LblStatus"));
+        auto* send = dialog.findChild<QPushButton*>(QStringLiteral("CmdEnvoyer"));
+        auto* sender = dialog.findChild<ReportSender*>();
+        QSignalSpy finished(sender, &ReportSender::finished);
+        send->click();
+        QCOMPARE(label->text(), QStringLiteral("Envoi en cours"));
+        QVERIFY(!send->isEnabled());
+        QVERIFY(!sender->send(sampleRecord(), host)); // one report at a time
         QVERIFY(finished.wait(5000));
+        const bool accepted = status == QStringLiteral("Rapport reçu");
         QCOMPARE(finished.size(), 1);
         QCOMPARE(finished.at(0).at(0).toBool(), accepted);
-        QVERIFY2(finished.at(0).at(1).toString().startsWith(status), qPrintable(finished.at(0).at(1).toString()));
+        QVERIFY2(label->text().startsWith(status), qPrintable(label->text()));
+        QCOMPARE(send->isEnabled(), !accepted); // after a failure the user may try again
         if (kind <= 1)
-            QCOMPARE(server.requestLine(),
-                "GET " + sampleRecord().reportUrl(hosts[kind]).toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority)
+            QCOMPARE(request.left(request.indexOf("\r\n")),
+                "GET " + sampleRecord().reportUrl(host).toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority)
                     + " HTTP/1.1");
-    }
-
-    void handlerFillsRecordAndTraces()
-    {
-        TempXdgHome home;
-        Trace::resetForTests();
-        appState().trace = true;
-        QList<ErrorRecord> shown;
-        errorHandler().setDialogPresenter([&](const ErrorRecord& r, const QString&) {
-            shown << r;
-            return true;
-        });
-        errno = ENOENT;
-        QCOMPARE(reportError(76, QStringLiteral("FrmNotes"), QStringLiteral("TxtNote"), std::nullopt,
-                     QStringLiteral("note.txt"), QStringLiteral("Chemin introuvable"), {}, 42),
-            ErrorOutcome::Dialog);
-        appState().trace = false;
-        QCOMPARE(shown.size(), 1);
-        QCOMPARE(shown[0].reportText(),
-            QStringLiteral("Application=%1\r\nVersion=%2\r\nSource=FrmNotes\r\n"
-                           "Control=TxtNote\r\nIndex=\r\nValue=note.txt\r\nNumber=76\r\n"
-                           "Description=Chemin introuvable\r\nErrSource=%1\r\nErrDll=%3")
-                .arg(programTitle(), QStringLiteral(TAPISOL_VERSION_STRING))
-                .arg(ENOENT));
-        QCOMPARE(shown[0].data, 42);
-        QFile log(AppPaths::dataDir() + QStringLiteral("Tapisol.log"));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        QVERIFY(log.readAll().contains("*********************** MODSTD ERRSEND ***********************\r\n"));
-        Trace::resetForTests();
     }
 
     void handlerRouting_data()
     {
-        QTest::addColumn<bool>("reportOpen");
-        QTest::addColumn<bool>("quitting");
+        QTest::addColumn<int>("state");  // 0 running, 1 quitting, 2 a report already open
         QTest::addColumn<int>("dialog"); // 0 none, 1 shows, 2 refuses, 3 throws
         QTest::addColumn<bool>("message");
         QTest::addColumn<ErrorOutcome>("outcome");
-        QTest::newRow("dialog") << false << false << 1 << true << ErrorOutcome::Dialog;
-        QTest::newRow("no dialog installed") << false << false << 0 << true << ErrorOutcome::Message;
-        QTest::newRow("dialog cannot show") << false << false << 2 << true << ErrorOutcome::Message;
-        QTest::newRow("dialog throws") << false << false << 3 << true << ErrorOutcome::Message;
-        QTest::newRow("quitting") << false << true << 1 << true << ErrorOutcome::Message;
-        QTest::newRow("report already open") << true << false << 1 << true << ErrorOutcome::Traced;
-        QTest::newRow("nothing installed") << false << false << 0 << false << ErrorOutcome::Traced;
+        QTest::newRow("dialog") << 0 << 1 << true << ErrorOutcome::Dialog;
+        QTest::newRow("no dialog installed") << 0 << 0 << true << ErrorOutcome::Message;
+        QTest::newRow("dialog cannot show") << 0 << 2 << true << ErrorOutcome::Message;
+        QTest::newRow("dialog throws") << 0 << 3 << true << ErrorOutcome::Message;
+        QTest::newRow("quitting") << 1 << 1 << true << ErrorOutcome::Message;
+        QTest::newRow("report already open") << 2 << 1 << true << ErrorOutcome::Traced;
+        QTest::newRow("nothing installed") << 0 << 0 << false << ErrorOutcome::Traced;
     }
     void handlerRouting()
     {
-        QFETCH(bool, reportOpen);
-        QFETCH(bool, quitting);
+        QFETCH(int, state);
         QFETCH(int, dialog);
         QFETCH(bool, message);
         QFETCH(ErrorOutcome, outcome);
         QStringList messages;
         if (dialog)
-            errorHandler().setDialogPresenter([&](const ErrorRecord&, const QString&) {
+            errorHandler().setDialogPresenter([&](const ErrorRecord& r, const QString&) {
                 if (dialog == 3)
                     throw std::runtime_error("no window");
+                m_shown << r;
                 return dialog == 1;
             });
         if (message)
@@ -205,17 +211,121 @@ private slots:
                 // An error raised while the box is up is only traced.
                 return reportError(12, QStringLiteral("FrmSysTray")) == ErrorOutcome::Traced;
             });
-        errorHandler().setReportOpen(reportOpen);
-        errorHandler().setQuitting(quitting);
-        QCOMPARE(
-            reportError(11, QStringLiteral("FrmAlarme"), {}, {}, {}, QStringLiteral("Division par zéro")), outcome);
+        errorHandler().setQuitting(state == 1);
+        errorHandler().setReportOpen(state == 2);
+        Trace::resetForTests();
+        appState().trace = true;
+        appState().silent = true;
+        errno = ENOENT;
+        QCOMPARE(reportError(76, QStringLiteral("FrmNotes"), QStringLiteral("TxtNote"), std::nullopt,
+                     QStringLiteral("note.txt"), QStringLiteral("Chemin introuvable"), {}, 42),
+            outcome);
+        appState() = AppState();
         QCOMPARE(messages.size(), outcome == ErrorOutcome::Message ? 1 : 0);
         if (!messages.isEmpty())
             QCOMPARE(messages[0],
-                QStringLiteral("Erreur d'exécution interceptée : \n\nErreur numéro : 11\n"
-                               "Source : FrmAlarmeDivision par zéro"));
+                QStringLiteral("Erreur d'exécution interceptée : \n\nErreur numéro : 76\n"
+                               "Source : FrmNotesChemin introuvable"));
+        if (outcome != ErrorOutcome::Dialog)
+            return;
+        QCOMPARE(m_shown.size(), 1);
+        QCOMPARE(m_shown[0].reportText(),
+            QStringLiteral("Application=%1\r\nVersion=%2\r\nSource=FrmNotes\r\nControl=TxtNote\r\nIndex=\r\n"
+                           "Value=note.txt\r\nNumber=76\r\nDescription=Chemin introuvable\r\nErrSource=%1\r\nErrDll=%3")
+                .arg(programTitle(), QStringLiteral(TAPISOL_VERSION_STRING))
+                .arg(ENOENT));
+        QCOMPARE(m_shown[0].data, 42);
+        QFile log(AppPaths::dataDir() + QStringLiteral("Tapisol.log"));
+        QVERIFY(log.open(QIODevice::ReadOnly)
+            && log.readAll().contains("*********************** MODSTD ERRSEND ***********************\r\n"));
+    }
+
+    void catchAllTurnsThrowsIntoReports()
+    {
+        captureDialogs();
+        QWidget form;
+        form.setObjectName(QStringLiteral("FrmTest"));
+        auto* control = new Thrower(&form);
+        control->setObjectName(QStringLiteral("CmdThrow"));
+        control->setProperty("Index", 2);
+        QCoreApplication::postEvent(control, new QEvent(QEvent::User));
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(m_shown.size(), 1);
+        QCOMPARE(m_shown[0].reportText().section(QStringLiteral("\r\n"), 2, 8),
+            QStringLiteral("Source=FrmTest\r\nControl=CmdThrow\r\nIndex=2\r\nValue=QEvent %1\r\nNumber=%2\r\n"
+                           "Description=handler failed\r\nErrSource=std::runtime_error")
+                .arg(int(QEvent::User))
+                .arg(ErrorNumbers::StdException));
+
+        // Anything thrown is caught, and the loop keeps delivering events afterwards.
+        control->setProperty("Index", QVariant());
+        QCoreApplication::postEvent(control, new QEvent(QEvent::Type(QEvent::User + 1)));
+        bool timerRan = false;
+        QTimer::singleShot(0, &form, [&] { timerRan = true; });
+        QTRY_VERIFY(timerRan);
+        QCOMPARE(m_shown.size(), 2);
+        QCOMPARE(m_shown[1].number, ErrorNumbers::UnknownException);
+        QVERIFY(!m_shown[1].controlIndex);
+    }
+
+    void activeControlIsTaken()
+    {
+        captureDialogs();
+        errorHandler().setContextProvider(&TapisolApplication::fillActiveControl);
+        QWidget form;
+        auto* edit = new QLineEdit(&form);
+        edit->setObjectName(QStringLiteral("TxtNom"));
+        form.show();
+        QApplication::setActiveWindow(&form);
+        edit->setFocus();
+        QTRY_COMPARE(QApplication::focusWidget(), edit);
+        reportError(91, QStringLiteral("FrmNotes"));
+        QCOMPARE(m_shown.last().control, QStringLiteral("TxtNom"));
+        QVERIFY(!m_shown.last().controlIndex); // a plain control has no index, and no second error
+        edit->setProperty("Index", 5);
+        reportError(91, QStringLiteral("FrmNotes"));
+        QCOMPARE(m_shown.last().indexText(), QStringLiteral("5"));
+        reportError(91, QStringLiteral("FrmNotes"), QStringLiteral("CmdOk")); // the caller's control wins
+        QCOMPARE(m_shown.last().control, QStringLiteral("CmdOk"));
+        QVERIFY(!m_shown.last().controlIndex);
+    }
+
+    void installedPresentersOpenOneDialogAtATime()
+    {
+        TapisolApplication::installErrorPresenters([] { return QStringLiteral("http://127.0.0.1:9"); });
+        QCOMPARE(reportError(61, QStringLiteral("FrmSysTray")), ErrorOutcome::Dialog);
+        QCOMPARE(reportError(62, QStringLiteral("FrmSysTray")), ErrorOutcome::Traced);
+        QList<FrmSendRapport*> dialogs;
+        for (QWidget* w : QApplication::topLevelWidgets())
+            if (auto* d = qobject_cast<FrmSendRapport*>(w); d && d->isVisible())
+                dialogs << d;
+        QCOMPARE(dialogs.size(), 1);
+        QCOMPARE(dialogs[0]->record().number, 61);
+        dialogs[0]->findChild<QPushButton*>(QStringLiteral("CmdFermer"))->click();
+        QTRY_VERIFY(!errorHandler().reportOpen()); // deleted on close
+
+        // Once the program quits, the message box takes over.
+        errorHandler().setQuitting(true);
+        QString shownText;
+        QTimer closer; // the box runs its own loop: close it from inside that loop
+        connect(&closer, &QTimer::timeout, [&] {
+            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+                shownText = box->text();
+                box->accept();
+            }
+        });
+        closer.start(10);
+        QCOMPARE(reportError(63, QStringLiteral("FrmSysTray")), ErrorOutcome::Message);
+        QCOMPARE(shownText, errorHandler().lastRecord().messageText());
     }
 };
 
-QTEST_MAIN(TestErrorReport)
+int main(int argc, char** argv)
+{
+    TapisolApplication app(argc, argv);
+    TestErrorReport test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_errorreport.moc"
