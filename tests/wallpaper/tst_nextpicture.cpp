@@ -9,17 +9,14 @@
 namespace {
 
 // Entries written as "name" for a picture and "[name]" for a folder.
-class Entries : public CandidateList
+struct Entries : CandidateList
 {
-public:
     explicit Entries(const QStringList& entries)
         : m_entries(entries)
     { }
     int count() const override { return int(m_entries.size()); }
     QString key(int position) const override { return m_entries.at(position - 1); }
     bool isPicture(int position) const override { return !m_entries.at(position - 1).startsWith(QLatin1Char('[')); }
-
-private:
     QStringList m_entries;
 };
 
@@ -38,24 +35,16 @@ class TestNextPicture : public QObject
 {
     Q_OBJECT
 
-private:
+    using Order = NextPictureSelector::Order;
     std::unique_ptr<TempXdgHome> m_home;
     std::unique_ptr<ClsMdb> m_db;
     std::unique_ptr<MdbShownPictures> m_shown;
 
-    QStringList walk(NextPictureSelector& selector, const Entries& list, NextPictureSelector::Order order, int steps)
-    {
-        QStringList shown;
-        for (int i = 0; i < steps; ++i) {
-            const auto position = selector.next(list, order);
-            shown << (position ? list.key(*position) : QStringLiteral("out"));
-        }
-        return shown;
-    }
-
 private slots:
-    void init()
+    void init() // a fresh database file for each test
     {
+        m_shown.reset();
+        m_db.reset();
         m_home = std::make_unique<TempXdgHome>();
         m_db = std::make_unique<ClsMdb>();
         m_db->setMdbName(m_home->path() + QStringLiteral("/Tapisol.mdb"));
@@ -63,42 +52,35 @@ private slots:
         m_shown = std::make_unique<MdbShownPictures>(*m_db);
     }
 
-    void cleanup()
-    {
-        m_shown.reset();
-        m_db.reset();
-        m_home.reset();
-    }
-
-    void backAndForthTurnsAtEachEnd()
+    // Back and forth turns at each end without showing the end twice; top-down steps over folders
+    // and starts again at the top. With nothing else to show, neither gives anything; random needs
+    // three entries at least.
+    void walksAndTooFewPictures()
     {
         NextPictureSelector selector(*m_shown, appRandom());
-        const Entries list({QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C")});
-        QCOMPARE(walk(selector, list, NextPictureSelector::Order::BackAndForth, 7),
-            QStringList({"A", "B", "C", "B", "A", "B", "C"}));
+        const auto walk = [&selector](const Entries& list, Order order, int steps) {
+            QStringList shown;
+            for (int i = 0; i < steps; ++i) {
+                const auto position = selector.next(list, order);
+                shown << (position ? list.key(*position) : QStringLiteral("out"));
+            }
+            return shown;
+        };
+        QCOMPARE(
+            walk(Entries({"A", "B", "C"}), Order::BackAndForth, 7), QStringList({"A", "B", "C", "B", "A", "B", "C"}));
         QCOMPARE(selector.direction(), 1);
         QCOMPARE(m_shown->count(), 3); // recorded, never emptied in this order
-    }
-
-    void topDownStepsOverFoldersAndStartsAgain()
-    {
-        NextPictureSelector selector(*m_shown, appRandom());
-        const Entries list({QStringLiteral("[2019]"), QStringLiteral("A"), QStringLiteral("B"),
-            QStringLiteral("[2020]"), QStringLiteral("C")});
-        QCOMPARE(walk(selector, list, NextPictureSelector::Order::TopDown, 4), QStringList({"A", "B", "C", "A"}));
-        const Entries onlyFolders({QStringLiteral("[a]"), QStringLiteral("[b]")});
         selector.setSelected(0);
-        QCOMPARE(walk(selector, onlyFolders, NextPictureSelector::Order::TopDown, 1), QStringList({"out"}));
-        const Entries single({QStringLiteral("[a]"), QStringLiteral("A")});
+        QCOMPARE(
+            walk(Entries({"[2019]", "A", "B", "[2020]", "C"}), Order::TopDown, 4), QStringList({"A", "B", "C", "A"}));
+        selector.setSelected(0);
+        QCOMPARE(walk(Entries({"[a]", "[b]"}), Order::TopDown, 1), QStringList({"out"}));
         selector.setSelected(2); // the only picture is on screen already
-        QCOMPARE(walk(selector, single, NextPictureSelector::Order::TopDown, 1), QStringList({"out"}));
-    }
-
-    void randomNeedsThreeEntries()
-    {
-        NextPictureSelector selector(*m_shown, appRandom());
-        QCOMPARE(walk(selector, Entries(pictures(1)), NextPictureSelector::Order::Random, 1), QStringList({"out"}));
-        QCOMPARE(walk(selector, Entries(pictures(2)), NextPictureSelector::Order::Random, 1), QStringList({"out"}));
+        QCOMPARE(walk(Entries({"[a]", "A"}), Order::TopDown, 1), QStringList({"out"}));
+        m_shown->clear();
+        selector.setSelected(0);
+        QCOMPARE(walk(Entries(pictures(1)), Order::Random, 1), QStringList({"out"}));
+        QCOMPARE(walk(Entries(pictures(2)), Order::Random, 1), QStringList({"out"}));
         QCOMPARE(m_shown->count(), 0);
     }
 
@@ -110,7 +92,7 @@ private slots:
             random.seed(seed);
             m_shown->clear();
             NextPictureSelector selector(*m_shown, random);
-            const auto position = selector.next(list, NextPictureSelector::Order::Random);
+            const auto position = selector.next(list, Order::Random);
             QVERIFY(position);
             QVERIFY2(*position >= 4, qPrintable(QString::number(seed)));
         }
@@ -122,14 +104,14 @@ private slots:
     {
         RandomGenerator random;
         random.seed(42);
-        const Entries list(QStringList({QStringLiteral("[top]")}) + pictures(6));
+        const Entries list(QStringList {"[top]"} + pictures(6));
         QStringList round;
         int onScreen = 0;
         for (int i = 0; i < 6; ++i) {
             MdbShownPictures shown(*m_db); // as if the program had restarted: read from the file
             NextPictureSelector selector(shown, random);
             selector.setSelected(onScreen);
-            const auto position = selector.next(list, NextPictureSelector::Order::Random);
+            const auto position = selector.next(list, Order::Random);
             QVERIFY(position && *position != onScreen);
             onScreen = *position;
             round << list.key(onScreen);
@@ -141,7 +123,7 @@ private slots:
 
         NextPictureSelector selector(shown, random);
         selector.setSelected(onScreen);
-        const auto position = selector.next(list, NextPictureSelector::Order::Random);
+        const auto position = selector.next(list, Order::Random);
         QVERIFY(position && *position != onScreen);
         QCOMPARE(MdbShownPictures(*m_db).count(), 1); // a new round, holding the picture just chosen
     }
@@ -151,7 +133,7 @@ private slots:
     // since; what is taken decides the picks.
     void roundPreparedElsewhere()
     {
-        const Entries list(QStringList({QStringLiteral("[top]")}) + pictures(8)); // p1..p8 at 2..9
+        const Entries list(QStringList {"[top]"} + pictures(8)); // p1..p8 at 2..9
         for (const int position : {2, 3, 4, 6, 7, 8})
             QVERIFY(m_shown->add(list.key(position)));
         QString error;
@@ -177,12 +159,12 @@ private slots:
         selector.setSelected(9);
         // A marking of another size is not taken; the selection works it out itself.
         selector.adoptShownPositions(list, list.generation(), restarted.count(), std::vector<bool>(3));
-        QCOMPARE(selector.next(list, NextPictureSelector::Order::Random), 5);
+        QCOMPARE(selector.next(list, Order::Random), 5);
         // A marking that fits is trusted: everything but p8 marked shown leaves p8 only.
         std::vector<bool> allButLast(10, true);
         allButLast[9] = false;
         selector.adoptShownPositions(list, list.generation(), restarted.count(), allButLast);
-        QCOMPARE(selector.next(list, NextPictureSelector::Order::Random), 9);
+        QCOMPARE(selector.next(list, Order::Random), 9);
     }
 
     void namesAreDataNotSql()

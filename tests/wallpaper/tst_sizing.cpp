@@ -1,137 +1,158 @@
+#include "ClsMonitor.h"
 #include "WallpaperSizing.h"
 
 #include <QtTest>
 
 #include <cmath>
 
+Q_DECLARE_METATYPE(SizingSettings)
+
+namespace {
+
+const QSize Screen(1920, 1080);
+const QSize WorkArea(1920, 1040); // below a 40-pixel panel
+
+// Two monitors side by side, the right one taller and placed lower, with a panel on the left one.
+QList<ClsMonitor::Record> twoMonitors()
+{
+    return {{11, QRect(0, 0, 1920, 1080), QRect(0, 0, 1920, 1040), ClsMonitor::PrimaryFlag},
+        {22, QRect(1920, 200, 1280, 1024), QRect(1920, 200, 1280, 1024), 0}};
+}
+
+QRect rect(const std::optional<ClsMonitor::Size>& size)
+{
+    return size ? QRect(size->left, size->top, size->width, size->height) : QRect();
+}
+
+} // namespace
+
+// The monitors, and how a picture is fitted to one.
 class TestSizing : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void roundingIsHalfToEven_data()
-    {
-        QTest::addColumn<double>("value");
-        QTest::addColumn<qint64>("expected");
-        QTest::newRow("2.5") << 2.5 << qint64(2);
-        QTest::newRow("3.5") << 3.5 << qint64(4);
-        QTest::newRow("7.5") << 7.5 << qint64(8);
-        QTest::newRow("1386.67") << 1386.67 << qint64(1387);
-        QTest::newRow("-2.5") << -2.5 << qint64(-2);
-    }
-
     void roundingIsHalfToEven()
     {
-        QFETCH(double, value);
-        QFETCH(qint64, expected);
-        QCOMPARE(roundHalfEven(value), expected);
+        QCOMPARE(QList<qint64>({roundHalfEven(2.5), roundHalfEven(3.5), roundHalfEven(1386.67), roundHalfEven(-2.5)}),
+            QList<qint64>({2, 4, 1387, -2}));
     }
 
+    // The expected outcome as "target tile/style", with "as is" when the picture is not resized.
     void sizing_data()
     {
         QTest::addColumn<QSize>("picture");
         QTest::addColumn<bool>("metafile");
-        QTest::addColumn<int>("mode");
-        QTest::addColumn<bool>("bandeZoom");
-        QTest::addColumn<bool>("agranMaxi");
-        QTest::addColumn<int>("centrer");
-        QTest::addColumn<QSize>("target");
-        QTest::addColumn<bool>("resize");
-        QTest::addColumn<QString>("tileStyle");
-
-        // Screen 1920x1080 with a 40-pixel panel: work area 1920x1040.
-        QTest::newRow("0: exact aspect") << QSize(960, 520) << false << 0 << false << false << 0 << QSize(1920, 1040)
-                                         << true << "0/0";
-        QTest::newRow("0: wide fits the width")
-            << QSize(4000, 1000) << false << 0 << false << false << 0 << QSize(1920, 480) << true << "0/0";
-        QTest::newRow("0: tall fits the height")
-            << QSize(1000, 2000) << false << 0 << false << false << 0 << QSize(520, 1040) << true << "0/0";
+        QTest::addColumn<SizingSettings>("settings");
+        QTest::addColumn<QString>("expected");
+        const QSize small(800, 600);
+        using S = SizingSettings;
+        QTest::newRow("0 wide") << QSize(4000, 1000) << false << S {} << "1920x480 0/0";
+        QTest::newRow("0 tall") << QSize(1000, 2000) << false << S {} << "520x1040 0/0";
         // 413 × 1920 / 768 = 1032.5, which goes to the even 1032.
-        QTest::newRow("0: half rounds to even")
-            << QSize(768, 413) << false << 0 << false << false << 0 << QSize(1920, 1032) << true << "0/0";
-        QTest::newRow("0: cover, height overflows")
-            << QSize(4000, 3000) << false << 0 << true << false << 0 << QSize(1920, 1440) << true << "0/0";
-        QTest::newRow("0: cover, width overflows")
-            << QSize(4000, 1000) << false << 0 << true << false << 0 << QSize(4320, 1080) << true << "0/0";
-        QTest::newRow("1: stretched") << QSize(800, 600) << false << 1 << false << false << 0 << QSize(1920, 1040)
-                                      << true << "0/2";
-        QTest::newRow("2: small picture kept at its size")
-            << QSize(800, 600) << false << 2 << false << false << 0 << QSize(800, 600) << false << "0/0";
-        QTest::newRow("2: large picture fitted and tiled")
-            << QSize(3840, 2080) << false << 2 << false << false << 0 << QSize(1920, 1040) << true << "1/0";
-        QTest::newRow("2: enlarged without limit")
-            << QSize(800, 600) << false << 2 << false << true << 0 << QSize(1387, 1040) << true << "1/0";
-        QTest::newRow("2: metafile scales freely")
-            << QSize(800, 600) << true << 2 << false << false << 0 << QSize(1387, 1040) << true << "0/0";
-        QTest::newRow("3: own size, centred")
-            << QSize(5000, 300) << false << 3 << false << false << 0 << QSize(5000, 300) << false << "0/0";
-        QTest::newRow("3: own size, tiled")
-            << QSize(64, 64) << false << 3 << false << false << 1 << QSize(64, 64) << false << "1/0";
-        QTest::newRow("3: metafile always rendered")
-            << QSize(64, 64) << true << 3 << false << false << 0 << QSize(64, 64) << true << "0/0";
+        QTest::newRow("0 half to even") << QSize(768, 413) << false << S {} << "1920x1032 0/0";
+        QTest::newRow("0 cover, taller") << QSize(4000, 3000) << false << S {.bandeZoom = true} << "1920x1440 0/0";
+        QTest::newRow("0 cover, wider") << QSize(4000, 1000) << false << S {.bandeZoom = true} << "4320x1080 0/0";
+        QTest::newRow("1 stretched") << small << false << S {.sizingMode = 1} << "1920x1040 0/2";
+        QTest::newRow("2 small kept at its size") << small << false << S {.sizingMode = 2} << "800x600 0/0 as is";
+        QTest::newRow("2 large fitted, tiled") << QSize(3840, 2080) << false << S {.sizingMode = 2} << "1920x1040 1/0";
+        QTest::newRow("2 no limit") << small << false << S {.sizingMode = 2, .agranMaxi = true} << "1387x1040 1/0";
+        QTest::newRow("2 metafile") << small << true << S {.sizingMode = 2} << "1387x1040 0/0";
+        QTest::newRow("3 own size, centred")
+            << QSize(5000, 300) << false << S {.sizingMode = 3} << "5000x300 0/0 as is";
+        QTest::newRow("3 own size, tiled")
+            << QSize(64, 64) << false << S {.sizingMode = 3, .centrerMosaique = 1} << "64x64 1/0 as is";
+        QTest::newRow("3 metafile rendered") << QSize(64, 64) << true << S {.sizingMode = 3} << "64x64 0/0";
     }
 
     void sizing()
     {
         QFETCH(QSize, picture);
         QFETCH(bool, metafile);
-        QFETCH(int, mode);
-        QFETCH(bool, bandeZoom);
-        QFETCH(bool, agranMaxi);
-        QFETCH(int, centrer);
-        QFETCH(QSize, target);
-        QFETCH(bool, resize);
-        QFETCH(QString, tileStyle);
-
-        SizingSettings settings;
-        settings.sizingMode = mode;
-        settings.bandeZoom = bandeZoom;
-        settings.agranMaxi = agranMaxi;
-        settings.centrerMosaique = centrer;
-        const auto result = computeSizing(
-            picture.width(), picture.height(), metafile, QSize(1920, 1080), QSize(1920, 1040), settings);
+        QFETCH(SizingSettings, settings);
+        QFETCH(QString, expected);
+        const auto result = computeSizing(picture.width(), picture.height(), metafile, Screen, WorkArea, settings);
         QVERIFY(result);
-        QCOMPARE(result->target, target);
-        QCOMPARE(result->resize, resize);
-        QCOMPARE(result->tileWallpaper + QLatin1Char('/') + result->wallpaperStyle, tileStyle);
+        QCOMPARE(QStringLiteral("%1x%2 %3/%4%5")
+                     .arg(result->target.width())
+                     .arg(result->target.height())
+                     .arg(result->tileWallpaper, result->wallpaperStyle,
+                         result->resize ? QString() : QStringLiteral(" as is")),
+            expected);
     }
 
-    void enlargementLimitShowsItsRatio()
+    // Mode 2 enlarges up to a factor, and tiles the bands when the picture covers enough.
+    void modeTwoLimits()
     {
-        SizingSettings settings;
-        settings.sizingMode = 2;
-        const auto result = computeSizing(800, 600, false, QSize(1920, 1080), QSize(1920, 1040), settings);
+        SizingSettings limits {.sizingMode = 2};
+        auto result = computeSizing(800, 600, false, Screen, WorkArea, limits);
         QVERIFY(result && result->enlargementLimited);
         // ((1387 + 1040) × 100 / (800 + 600)) / 100, to three decimals.
         QCOMPARE(result->enlargementRatio, QStringLiteral("(1.734)"));
         QVERIFY(qAbs(result->coverage - 24.038) < 0.001);
 
-        settings.tauxTaille = 2.0; // twice the size is allowed: 1387 ≤ 1600, 1040 ≤ 1200
-        const auto allowed = computeSizing(800, 600, false, QSize(1920, 1080), QSize(1920, 1040), settings);
-        QVERIFY(allowed && !allowed->enlargementLimited);
-        QCOMPARE(allowed->target, QSize(1387, 1040));
-    }
-
-    void coverageDecidesTheBands()
-    {
-        SizingSettings settings;
-        settings.sizingMode = 2;
-        settings.tauxTaille = 100;
-        settings.tauxCouverture = 73; // 1387 × 1040 covers 72.24 % of the work area
-        auto result = computeSizing(800, 600, false, QSize(1920, 1080), QSize(1920, 1040), settings);
-        QCOMPARE(result->tileWallpaper, QStringLiteral("0"));
-        settings.tauxCouverture = 72;
-        result = computeSizing(800, 600, false, QSize(1920, 1080), QSize(1920, 1040), settings);
-        QCOMPARE(result->tileWallpaper, QStringLiteral("1"));
+        limits.tauxTaille = 2.0; // twice the size is allowed: 1387 ≤ 1600, 1040 ≤ 1200
+        result = computeSizing(800, 600, false, Screen, WorkArea, limits);
+        QVERIFY(result && !result->enlargementLimited);
+        QCOMPARE(result->target, QSize(1387, 1040));
+        limits.tauxCouverture = 73; // 1387 × 1040 covers 72.24 % of the work area
+        QCOMPARE(computeSizing(800, 600, false, Screen, WorkArea, limits)->tileWallpaper, QStringLiteral("0"));
+        limits.tauxCouverture = 72;
+        QCOMPARE(computeSizing(800, 600, false, Screen, WorkArea, limits)->tileWallpaper, QStringLiteral("1"));
     }
 
     void unusableNumbersAbandonTheChange()
     {
-        const SizingSettings settings;
-        QVERIFY(!computeSizing(0, 600, false, QSize(1920, 1080), QSize(1920, 1040), settings));
-        QVERIFY(!computeSizing(std::nan(""), 600, false, QSize(1920, 1080), QSize(1920, 1040), settings));
-        QVERIFY(!computeSizing(800, 600, false, QSize(1920, 1080), QSize(), settings));
-        QVERIFY(!computeSizing(1, 1e7, false, QSize(1920, 1080), QSize(1920, 1040), settings)); // 1.92e10 tall
+        const SizingSettings defaults;
+        QVERIFY(!computeSizing(0, 600, false, Screen, WorkArea, defaults));
+        QVERIFY(!computeSizing(std::nan(""), 600, false, Screen, WorkArea, defaults));
+        QVERIFY(!computeSizing(800, 600, false, Screen, QSize(), defaults));
+        QVERIFY(!computeSizing(1, 1e7, false, Screen, WorkArea, defaults)); // 1.92e10 tall
+    }
+
+    // Sizes in pixels and in twips (15 a pixel); numbers out of range or too large for twips give nothing.
+    void monitorSizes()
+    {
+        ClsMonitor monitors;
+        monitors.setRecords(twoMonitors());
+        QCOMPARE(monitors.count(), 2);
+        QCOMPARE(rect(monitors.monitorSize(2)), QRect(1920, 200, 1280, 1024));
+        QCOMPARE(rect(monitors.workAreaSize(1, ClsMonitor::Unit::Twips)), QRect(0, 0, 1920 * 15, 1040 * 15));
+        QVERIFY(!monitors.monitorSize(3));
+        QVERIFY(!monitors.monitorSize(0));
+        QCOMPARE(rect(monitors.virtualScreen()), QRect(0, 0, 3200, 1224));
+        QCOMPARE(monitors.virtualScreen(ClsMonitor::Unit::Twips).width, 3200 * 15);
+
+        monitors.setRecords({{1, QRect(0, 0, 200000000, 10), QRect(0, 0, 10, 10), 0}});
+        QVERIFY(monitors.monitorSize(1));
+        QVERIFY(!monitors.monitorSize(1, ClsMonitor::Unit::Twips)); // 3e9 twips does not fit
+    }
+
+    // The monitor a point is on, else the nearest one; always the first when single-monitor.
+    void nearestMonitor()
+    {
+        ClsMonitor monitors;
+        monitors.setRecords(twoMonitors());
+        const QList<std::pair<QPoint, int>> cases = {{{10, 10}, 1}, {{2000, 300}, 2}, {{2500, 100}, 2} /* above */,
+            {{-5000, 500}, 1}, {{3000, 5000}, 2} /* below both, nearer the second */};
+        for (const auto& [point, expected] : cases)
+            QCOMPARE(monitors.monitorFromPoint(point), expected);
+        monitors.setSingleMonitor(true);
+        for (const auto& inputAndNearest : cases)
+            QCOMPARE(monitors.monitorFromPoint(inputAndNearest.first), 1);
+    }
+
+    void handlesAndCurrentMonitor()
+    {
+        ClsMonitor monitors;
+        QCOMPARE(monitors.numberFromHandle(22), 1); // empty list
+        monitors.setRecords(twoMonitors());
+        QCOMPARE(monitors.numberFromHandle(22), 2);
+        QCOMPARE(monitors.numberFromHandle(99), 1);
+        monitors.setCurrentMonitor(2);
+        QCOMPARE(monitors.currentMonitor(), 2);
+        monitors.setRecords({twoMonitors().first()}); // the second monitor was unplugged
+        QCOMPARE(monitors.currentMonitor(), 1);
     }
 };
 

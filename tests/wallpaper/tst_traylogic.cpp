@@ -1,5 +1,4 @@
 #include "AppState.h"
-#include "AutoModeSchedule.h"
 #include "CommandDispatcher.h"
 #include "HotkeyText.h"
 #include "SecondDispatcher.h"
@@ -10,22 +9,35 @@
 #include "TrayMenuModel.h"
 #include "TrayServices.h"
 
-#include <QFile>
 #include <QtTest>
 
 namespace {
 
-// Records what the dispatcher asked of the windows and subsystems around it.
-struct Recorder : TrayView, WallpaperEngine, AlarmScanner, Chime
+// The one-second dispatcher, recording what it asked of the windows and subsystems around it.
+struct Tray : TrayView, WallpaperEngine, AlarmScanner, Chime
 {
-    int forms = 1;
+    int interval;
     bool aboutOpen = false;
     QString tip;
-    int changes = 0;
-    int scans = 0;
-    int chimeChecks = 0;
+    int changes = 0, scans = 0, chimeChecks = 0;
+    TestClock clock {QDateTime(QDate(2026, 3, 28), QTime(23, 59, 0))};
+    AutoModeSchedule schedule;
+    SecondDispatcher dispatcher {{this, this, this, this, &schedule, [this] { return interval; }}};
 
-    int loadedFormCount() const override { return forms; }
+    explicit Tray(int minutes, bool autoMode = true)
+        : interval(minutes)
+    {
+        schedule.turn(autoMode, clock.now(), minutes);
+    }
+    void tickFor(int seconds)
+    {
+        for (int i = 0; i < seconds; ++i) {
+            dispatcher.tick();
+            clock.advanceSeconds(1);
+        }
+    }
+    qint64 secondsLeft() const { return schedule.secondsLeft(clock.now()); }
+    int loadedFormCount() const override { return 1; }
     bool aboutBoxOpen() const override { return aboutOpen; }
     void showSecondsLeft(qint64) override { }
     void setTipText(const QString& text) override { tip = text; }
@@ -39,8 +51,6 @@ struct Recorder : TrayView, WallpaperEngine, AlarmScanner, Chime
     void strike() override { }
 };
 
-const QDateTime Start(QDate(2026, 3, 28), QTime(23, 59, 0));
-
 } // namespace
 
 class TestTrayLogic : public QObject
@@ -48,72 +58,40 @@ class TestTrayLogic : public QObject
     Q_OBJECT
 
 private slots:
-    void hotkeyTexts_data()
-    {
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("ctrl alt A") << 3 << 65 << "Ctrl+Alt+A";
-        QTest::newRow("ctrl shift F5") << 6 << 116 << "Ctrl+Maj+F5";
-        QTest::newRow("all modifiers, fixed order") << 15 << 48 << "Ctrl+Alt+Maj+Win+0";
-        QTest::newRow("F16") << 0 << 127 << "F16";
-        QTest::newRow("past F16 is a number") << 8 << 128 << "Win+128";
-        QTest::newRow("below the digits") << 1 << 47 << "Alt+47";
-        QTest::newRow("no binding") << 3 << 0 << "";
-    }
-
+    // Modifiers 1 Alt, 2 Ctrl, 4 Maj, 8 Win, written in a fixed order; codes 112 to 127 are F1 to F16.
     void hotkeyTexts()
     {
-        QFETCH(int, modifiers);
-        QFETCH(int, code);
-        QFETCH(QString, text);
-        QCOMPARE(hotkeyText(modifiers, code), text);
+        const QList<std::tuple<int, int, QString>> cases = {{3, 65, "Ctrl+Alt+A"}, {6, 116, "Ctrl+Maj+F5"},
+            {15, 48, "Ctrl+Alt+Maj+Win+0"}, {0, 127, "F16"}, {8, 128, "Win+128"}, {1, 47, "Alt+47"}, {3, 0, ""}};
+        for (const auto& [modifiers, code, text] : cases)
+            QCOMPARE(hotkeyText(modifiers, code), text);
     }
 
-    void menuEntriesFollowState()
-    {
-        const auto noKeys = [](int) { return 0; };
-        const QList<TrayMenuEntry> menu = buildTrayMenu(TrayMenuState {}, noKeys);
-        QStringList keys;
-        QList<int> commands;
-        for (const TrayMenuEntry& entry : menu) {
-            keys << entry.key;
-            commands << entry.command;
-        }
-        QCOMPARE(keys,
-            QStringList({"Param", "AutoOff", "Next", "Quick", "-", "Diaporama", "Assist", "-", "Agenda", "", "Notes",
-                "-", "Help", "", "Infos", "-", "", "Ciselor", "", "-", "Exit"}));
-        QCOMPARE(commands, QList<int>({0, 1, 2, 3, -1, 4, 5, -1, 6, 7, 8, -1, 11, 12, 14, -1, 9, 15, 16, -1, 17}));
-        QCOMPARE(menu[12].shortcutText, QStringLiteral("F1"));
-        QCOMPARE(menu[3].captionNumber, 370);
-
-        TrayMenuState state;
-        state.autoMode = false;
-        state.projectDefined = true;
-        state.sourceIsProject = true;
-        state.quietAll = true;
-        state.agendaOnDesktop = true;
-        const QList<TrayMenuEntry> other = buildTrayMenu(state, noKeys);
-        QCOMPARE(other[1].key, QStringLiteral("AutoOn"));
-        QCOMPARE(other[1].captionNumber, 367);
-        QCOMPARE(other[3].captionNumber, 383);
-        QVERIFY(other[9].checkable && other[9].checked);
-        QVERIFY(other[16].checkable && other[16].checked);
-        state.sourceIsProject = false;
-        QCOMPARE(buildTrayMenu(state, noKeys)[3].captionNumber, 375);
-    }
-
-    void menuShowsStoredHotkeys()
+    // Check marks, captions and hot keys follow the state and the stored settings.
+    void menuFollowsState()
     {
         const QHash<int, int> stored = {{SettingNo::HKNextWallMod, 2}, {SettingNo::HKNextWallCode, 'N'},
             {SettingNo::HKQuietAllMod, 5}, {SettingNo::HKQuietAllCode, 113}};
-        const QList<TrayMenuEntry> menu
-            = buildTrayMenu(TrayMenuState {}, [&stored](int number) { return stored.value(number); });
-        QCOMPARE(menu[2].shortcutText, QStringLiteral("Ctrl+N"));
-        QCOMPARE(menu[16].shortcutText, QStringLiteral("Alt+Maj+F2"));
-        QVERIFY(menu[0].shortcutText.isEmpty());
+        QHash<int, TrayMenuEntry> menu; // by command
+        const auto build = [&](const TrayMenuState& state) {
+            for (const TrayMenuEntry& entry : buildTrayMenu(state, [&](int number) { return stored.value(number); }))
+                menu[entry.command] = entry;
+        };
+        build({});
+        QCOMPARE(menu[1].key, QStringLiteral("AutoOff"));
+        QCOMPARE(menu[3].captionNumber, 370); // the quick change's caption names its source
+        QVERIFY(menu[7].checkable && !menu[7].checked && !menu[9].checked);
+        QCOMPARE(QStringList({menu[2].shortcutText, menu[9].shortcutText, menu[11].shortcutText, menu[0].shortcutText}),
+            QStringList({"Ctrl+N", "Alt+Maj+F2", "F1", ""}));
+        build({false, true, true, true, true}); // auto mode off, everything else on
+        QCOMPARE(menu[1].key, QStringLiteral("AutoOn"));
+        QVERIFY(menu[7].checked && menu[9].checked);
+        QCOMPARE(menu[3].captionNumber, 383);
+        build({false, true, false, true, true});
+        QCOMPARE(menu[3].captionNumber, 375);
     }
 
+    // Commands run by number and are traced; one whose window is not there yet is accepted.
     void dispatcherRunsAndTraces()
     {
         TempXdgHome home;
@@ -123,10 +101,8 @@ private slots:
         CommandDispatcher dispatcher;
         QList<int> ran;
         dispatcher.setAction(2, [&ran] { ran << 2; });
-        QVERIFY(dispatcher.run(2));
-        QVERIFY(dispatcher.run(5)); // a command whose window is not there yet
-        QVERIFY(!dispatcher.run(18));
-        QVERIFY(!dispatcher.run(-1));
+        QCOMPARE(QList<bool>({dispatcher.run(2), dispatcher.run(5), dispatcher.run(18), dispatcher.run(-1)}),
+            QList<bool>({true, true, false, false}));
         QCOMPARE(ran, QList<int>({2}));
         QFile log(Trace::logFilePath());
         QVERIFY(log.open(QIODevice::ReadOnly));
@@ -136,73 +112,43 @@ private slots:
         appState() = AppState();
     }
 
-    // Auto mode off: nothing changes, but alarms and the chime still run every second.
-    void autoModeOffStillScansAlarmsAndChime()
+    // Alarms and the chime run every second whatever the mode, the alarms not while the about box
+    // is open; auto mode changes the wallpaper once an interval.
+    void secondTicks()
     {
-        TestClock clock(Start);
-        Recorder recorder;
-        AutoModeSchedule schedule;
-        SecondDispatcher dispatcher({&recorder, &recorder, &recorder, &recorder, &schedule, [] { return 1; }});
-        for (int i = 0; i < 120; ++i) {
-            dispatcher.tick();
-            clock.advanceSeconds(1);
-        }
-        QCOMPARE(recorder.changes, 0);
-        QCOMPARE(recorder.scans, 120);
-        QCOMPARE(recorder.chimeChecks, 120);
-        recorder.aboutOpen = true;
-        dispatcher.tick();
-        QCOMPARE(recorder.scans, 120);
-        QCOMPARE(recorder.chimeChecks, 121);
-    }
+        Tray off(1, false);
+        off.tickFor(120);
+        off.aboutOpen = true;
+        off.tickFor(1);
+        QCOMPARE(QList<int>({off.changes, off.scans, off.chimeChecks}), QList<int>({0, 120, 121}));
 
-    void autoModeChangesOnTheInterval()
-    {
-        TestClock clock(Start);
-        Recorder recorder;
-        AutoModeSchedule schedule;
-        SecondDispatcher dispatcher({&recorder, &recorder, &recorder, &recorder, &schedule, [] { return 2; }});
-        schedule.turn(true, clock.now(), 2);
-        clock.advanceSeconds(119);
-        dispatcher.tick();
-        QCOMPARE(recorder.changes, 0);
-        clock.advanceSeconds(1);
-        dispatcher.tick();
-        QCOMPARE(recorder.changes, 1);
-        QCOMPARE(schedule.nextChange(), clock.now().addSecs(120));
-        QCOMPARE(recorder.tip, QStringLiteral("Tapisol a.jpg #2120")); // no texts loaded in this test
+        Tray on(2);
+        on.clock.advanceSeconds(119);
+        on.tickFor(1);
+        QCOMPARE(on.changes, 0);
+        on.dispatcher.tick();
+        QCOMPARE(on.changes, 1);
+        QCOMPARE(on.secondsLeft(), 120);
+        QCOMPARE(on.tip, QStringLiteral("Tapisol a.jpg #2120")); // no texts loaded in this test
     }
 
     // Suspend and resume, or a clock put forward: one change at once, not one per missed interval.
-    void clockJumpForwardChangesOnce()
+    // A clock set back never postpones the change past one interval.
+    void clockJumps()
     {
-        TestClock clock(Start);
-        Recorder recorder;
-        AutoModeSchedule schedule;
-        SecondDispatcher dispatcher({&recorder, &recorder, &recorder, &recorder, &schedule, [] { return 5; }});
-        schedule.turn(true, clock.now(), 5);
-        clock.advanceDays(2);
-        for (int i = 0; i < 10; ++i) {
-            dispatcher.tick();
-            clock.advanceSeconds(1);
-        }
-        QCOMPARE(recorder.changes, 1);
-        QCOMPARE(schedule.secondsLeft(clock.now()), 5 * 60 - 10);
-    }
+        Tray forward(5);
+        forward.clock.advanceDays(2);
+        forward.tickFor(10);
+        QCOMPARE(forward.changes, 1);
+        QCOMPARE(forward.secondsLeft(), 5 * 60 - 10);
 
-    void clockSetBackNeverPostponesPastOneInterval()
-    {
-        TestClock clock(Start);
-        Recorder recorder;
-        AutoModeSchedule schedule;
-        SecondDispatcher dispatcher({&recorder, &recorder, &recorder, &recorder, &schedule, [] { return 5; }});
-        schedule.turn(true, clock.now(), 5);
-        clock.advanceDays(-1);
-        dispatcher.tick();
-        QCOMPARE(schedule.secondsLeft(clock.now()), 5 * 60);
-        clock.advanceSeconds(5 * 60);
-        dispatcher.tick();
-        QCOMPARE(recorder.changes, 1);
+        Tray back(5);
+        back.clock.advanceDays(-1);
+        back.dispatcher.tick();
+        QCOMPARE(back.secondsLeft(), 5 * 60);
+        back.clock.advanceSeconds(5 * 60);
+        back.dispatcher.tick();
+        QCOMPARE(back.changes, 1);
     }
 };
 

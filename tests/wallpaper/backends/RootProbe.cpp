@@ -1,11 +1,7 @@
 #include "RootProbe.h"
 
-#include <QPainter>
-
 #include <xcb/res.h>
 
-#include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -19,26 +15,6 @@ RootProbe::RootProbe()
     for (; screenNumber > 0 && it.rem > 0; --screenNumber)
         xcb_screen_next(&it);
     m_screen = it.data;
-    for (auto format = xcb_setup_pixmap_formats_iterator(xcb_get_setup(m_c)); format.rem > 0;
-         xcb_format_next(&format)) {
-        if (format.data->depth == m_screen->root_depth)
-            m_bytesPerPixel = format.data->bits_per_pixel / 8;
-    }
-    for (auto depth = xcb_screen_allowed_depths_iterator(m_screen); depth.rem > 0; xcb_depth_next(&depth)) {
-        for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem > 0; xcb_visualtype_next(&visual)) {
-            if (visual.data->visual_id != m_screen->root_visual)
-                continue;
-            const auto channel = [](uint32_t mask) { return Channel {std::countr_zero(mask), std::popcount(mask)}; };
-            m_red = channel(visual.data->red_mask);
-            m_green = channel(visual.data->green_mask);
-            m_blue = channel(visual.data->blue_mask);
-        }
-    }
-}
-
-RootProbe::~RootProbe()
-{
-    xcb_disconnect(m_c);
 }
 
 QImage RootProbe::grab(xcb_drawable_t drawable) const
@@ -48,22 +24,13 @@ QImage RootProbe::grab(xcb_drawable_t drawable) const
         m_c, xcb_get_image(m_c, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, 0, 0, size.width(), size.height(), ~0u), nullptr);
     if (!reply)
         return {};
-    // The servers used here keep 16 or 32 bits a pixel, least significant byte first, rows unpadded.
-    QImage image(size, QImage::Format_RGB32);
-    if (xcb_get_image_data_length(reply) != size.width() * size.height() * m_bytesPerPixel)
-        image = QImage();
-    const uint8_t* data = xcb_get_image_data(reply);
-    const auto expand = [](uint32_t pixel, const Channel& channel) {
-        const uint32_t top = (1u << channel.bits) - 1;
-        return int(((pixel >> channel.shift) & top) * 255 / top);
-    };
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < size.width(); ++x) {
-            const uint8_t* at = data + (y * size.width() + x) * m_bytesPerPixel;
-            const uint32_t pixel
-                = m_bytesPerPixel == 2 ? uint32_t(at[0] | at[1] << 8) : uint32_t(at[0] | at[1] << 8 | at[2] << 16);
-            image.setPixel(x, y, qRgb(expand(pixel, m_red), expand(pixel, m_green), expand(pixel, m_blue)));
-        }
+    // 16 or 32 bits a pixel, least significant byte first, rows unpadded at these widths.
+    const bool deep = rootDepth() > 16;
+    QImage image;
+    if (xcb_get_image_data_length(reply) == size.width() * size.height() * (deep ? 4 : 2)) {
+        const QImage raw(
+            xcb_get_image_data(reply), size.width(), size.height(), deep ? QImage::Format_RGB32 : QImage::Format_RGB16);
+        image = deep ? raw.copy() : raw.convertToFormat(QImage::Format_RGB32);
     }
     std::free(reply);
     return image;
@@ -71,29 +38,32 @@ QImage RootProbe::grab(xcb_drawable_t drawable) const
 
 QString RootProbe::mismatches(const QImage& image, const QList<PixelCheck>& checks) const
 {
-    const int fewest = std::min({m_red.bits, m_green.bits, m_blue.bits});
-    const int tolerance = fewest >= 8 ? 0 : 256 >> fewest;
+    const int tolerance = rootDepth() > 16 ? 0 : 8;
     const auto near = [tolerance](int a, int b) { return std::abs(a - b) <= tolerance; };
     QString result;
     for (const auto& [point, expected] : checks) {
         const QRgb actual = image.pixel(point);
         if (!near(qRed(actual), qRed(expected)) || !near(qGreen(actual), qGreen(expected))
             || !near(qBlue(actual), qBlue(expected))) {
-            result += QStringLiteral("\nat %1,%2: %3 instead of %4")
-                          .arg(point.x())
-                          .arg(point.y())
-                          .arg(actual & 0xffffff, 6, 16, QLatin1Char('0'))
-                          .arg(expected & 0xffffff, 6, 16, QLatin1Char('0'));
+            result += QString::asprintf(
+                "\nat %d,%d: %06x instead of %06x", point.x(), point.y(), actual & 0xffffff, expected & 0xffffff);
         }
     }
     return result;
 }
 
-uint32_t RootProbe::pixelOf(QRgb colour) const
+QString RootProbe::rootMismatches(const QList<PixelCheck>& checks) const
 {
-    const auto reduce
-        = [](int value, const Channel& channel) { return uint32_t(value >> (8 - channel.bits)) << channel.shift; };
-    return reduce(qRed(colour), m_red) | reduce(qGreen(colour), m_green) | reduce(qBlue(colour), m_blue);
+    const QImage shown = grab(root());
+    const xcb_pixmap_t pixmap = pixmapProperty("_XROOTPMAP_ID");
+    if (pixmap == XCB_NONE || pixmapProperty("ESETROOT_PMAP_ID") != pixmap || grab(pixmap) != shown)
+        return mismatches(shown, checks) + QStringLiteral("\nthe root properties do not name what the root shows");
+    return mismatches(shown, checks);
+}
+
+uint32_t RootProbe::pixelOf(QRgb c) const
+{
+    return rootDepth() > 16 ? c & 0xffffff : (qRed(c) >> 3) << 11 | (qGreen(c) >> 2) << 5 | qBlue(c) >> 3;
 }
 
 xcb_atom_t RootProbe::atom(const char* name) const
@@ -165,15 +135,8 @@ QImage gradientPicture(const QSize& size)
 
 QImage quadrantPicture(const QSize& size)
 {
-    QImage image(size, QImage::Format_RGB32);
-    const int w = size.width() / 2;
-    const int h = size.height() / 2;
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    painter.fillRect(0, 0, w, h, Qt::red);
-    painter.fillRect(w, 0, size.width() - w, h, Qt::green);
-    painter.fillRect(0, h, w, size.height() - h, Qt::blue);
-    return image;
+    static const QRgb corners[] = {0xffff0000, 0xff00ff00, 0xff0000ff, 0xffffffff};
+    return QImage(reinterpret_cast<const uchar*>(corners), 2, 2, QImage::Format_RGB32).scaled(size);
 }
 
 QString saveBitmap(const QImage& image, const QString& folder, const QString& name)
