@@ -1,6 +1,5 @@
 #include "E2eSession.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTest>
@@ -20,20 +19,20 @@ E2eSession::~E2eSession()
     }
 }
 
-QProcess* E2eSession::start(const QStringList& arguments)
-{
-    return startHelper(QStringLiteral(TAPISOL_PROGRAM), arguments);
-}
-
-QProcess* E2eSession::startHelper(const QString& program, const QStringList& arguments)
+QProcess* E2eSession::start(const QStringList& arguments, const QString& program)
 {
     auto* process = new QProcess;
-    process->setProgram(program);
-    process->setArguments(arguments);
     process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process->start();
+    process->start(program, arguments);
     m_processes << process;
     return process;
+}
+
+QProcess* E2eSession::startLoaded()
+{
+    const int loads = log().count(QStringLiteral("SY Load, End"));
+    QProcess* instance = start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+    return waitForLog(QStringLiteral("SY Load, End"), loads + 1) ? instance : nullptr;
 }
 
 int E2eSession::client(const QStringList& arguments, QString* output)
@@ -46,39 +45,26 @@ int E2eSession::client(const QStringList& arguments, QString* output)
     return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
-QString E2eSession::logPath() const
-{
-    return m_home->tapisolDataDir() + QStringLiteral("Tapisol.log");
-}
-
 QString E2eSession::log() const
 {
     QFile file(logPath());
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-bool E2eSession::waitForLog(const QString& text, int count, int timeoutMs) const
+bool E2eSession::waitForLog(const QString& text, int count) const
 {
-    QDeadlineTimer deadline(timeoutMs);
-    while (!deadline.hasExpired()) {
-        if (log().count(text) >= count)
-            return true;
-        QTest::qWait(50);
-    }
-    return false;
+    return QTest::qWaitFor([&] { return log().count(text) >= count; }, 15000);
 }
 
-bool E2eSession::inOrder(const QStringList& lines, const QStringList& expectedPrefixes, QString* missing)
+bool E2eSession::logInOrder(const QString& prefixes, QString* missing) const
 {
+    const QStringList lines = log().split(QStringLiteral("\r\n"));
     qsizetype at = 0;
-    for (const QString& expected : expectedPrefixes) {
-        while (at < lines.size() && !(expected.isEmpty() ? lines[at].isEmpty() : lines[at].startsWith(expected)))
+    for (const QString& prefix : prefixes.split(QLatin1Char('|'))) {
+        while (at < lines.size() && !(prefix.isEmpty() ? lines[at].isEmpty() : lines[at].startsWith(prefix)))
             ++at;
-        if (at == lines.size()) {
-            *missing = expected;
-            return false;
-        }
-        ++at;
+        if (at++ == lines.size())
+            return *missing = prefix, false;
     }
     return true;
 }
@@ -88,46 +74,40 @@ QSettings E2eSession::configFile() const
     return QSettings(m_home->configHome() + QStringLiteral("/Orvenne/Tapisol.conf"), QSettings::IniFormat);
 }
 
-QString E2eSession::run(const QString& program, const QStringList& arguments)
+QString E2eSession::run(const QString& commandLine, const QStringList& more)
 {
+    QStringList arguments = commandLine.split(QLatin1Char(' ')) + more;
+    const QString program = arguments.takeFirst();
     QProcess process;
     process.start(program, arguments);
     process.waitForFinished(15000);
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 
-QList<QPair<QString, QRect>> E2eSession::programWindows()
+bool E2eSession::pressReturnIn(const QString& pattern, bool wait)
 {
-    // xwininfo gives every window's name, class, size and absolute position.
+    const QString search = wait ? QStringLiteral("xdotool search --sync --onlyvisible --name")
+                                : QStringLiteral("xdotool search --onlyvisible --name");
+    const QString window = run(search, {pattern}).section(QLatin1Char('\n'), 0, 0);
+    if (!window.isEmpty())
+        run(QStringLiteral("xdotool key --window %1 Return").arg(window));
+    return !window.isEmpty();
+}
+
+QRect E2eSession::programWindow(bool menu)
+{
+    // xwininfo gives every window's name, class, size and absolute position. The docked icon is a
+    // small window of ours inside the tray host's panel; the menu a tall one, not the trace window.
     static const QRegularExpression line(QStringLiteral(
         R"(0x[0-9a-f]+ (".*"|\(has no name\)): \("tapisol" "Tapisol"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+\s+\+(-?\d+)\+(-?\d+))"));
-    QList<QPair<QString, QRect>> windows;
-    const QString tree = run(QStringLiteral("xwininfo"), {QStringLiteral("-root"), QStringLiteral("-tree")});
-    for (const QString& entry : tree.split(QLatin1Char('\n'))) {
-        const QRegularExpressionMatch match = line.match(entry);
-        if (match.hasMatch()) {
-            windows.append({match.captured(1),
-                QRect(match.captured(4).toInt(), match.captured(5).toInt(), match.captured(2).toInt(),
-                    match.captured(3).toInt())});
-        }
-    }
-    return windows;
-}
-
-QRect E2eSession::trayIconGeometry()
-{
-    // The docked icon is a small window of ours inside the tray host's panel.
-    for (const auto& [name, rect] : programWindows()) {
-        if (rect.width() <= 64 && rect.height() <= 64 && rect.top() >= 0 && name == QLatin1String("\"Tapisol\""))
-            return rect;
-    }
-    return {};
-}
-
-QRect E2eSession::openMenuGeometry()
-{
-    for (const auto& [name, rect] : programWindows()) {
-        if (rect.height() > 200 && rect.width() > 100 && !name.contains(QLatin1String("Trace")))
+    for (const QString& entry : run(QStringLiteral("xwininfo -root -tree")).split(QLatin1Char('\n'))) {
+        const QRegularExpressionMatch m = line.match(entry);
+        const QRect rect(m.captured(4).toInt(), m.captured(5).toInt(), m.captured(2).toInt(), m.captured(3).toInt());
+        const bool suits = menu
+            ? rect.height() > 200 && rect.width() > 100 && !m.captured(1).contains(QLatin1String("Trace"))
+            : rect.width() <= 64 && rect.height() <= 64 && rect.top() >= 0
+                && m.captured(1) == QLatin1String("\"Tapisol\"");
+        if (m.hasMatch() && suits)
             return rect;
     }
     return {};

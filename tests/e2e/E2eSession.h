@@ -2,6 +2,7 @@
 
 #include "TempXdgHome.h"
 
+#include <QObject>
 #include <QProcess>
 #include <QRect>
 #include <QSettings>
@@ -16,34 +17,54 @@ public:
     E2eSession();
     ~E2eSession();
 
-    /// Starts the program with arguments; the session stops it at the end if it still runs.
-    QProcess* start(const QStringList& arguments);
-    /// Starts any other program (a tray host, ...), stopped at the end.
-    QProcess* startHelper(const QString& program, const QStringList& arguments);
+    /// Starts `program` (the program itself by default); the session stops it at the end.
+    QProcess* start(const QStringList& arguments, const QString& program = QStringLiteral(TAPISOL_PROGRAM));
+    /// Starts the program with /trace /silent and waits until it has loaded (nullptr if it does not).
+    QProcess* startLoaded();
     /// Runs the program as a terminal client; returns its exit code (-1 if it crashed).
     int client(const QStringList& arguments, QString* output = nullptr);
+    /// Hands command `n` to the running instance; true when it took it.
+    bool command(int n) { return client({QStringLiteral("--command"), QString::number(n)}) == 0; }
+    /// The Exit command, then waits for `instance` to end.
+    bool exit(QProcess* instance) { return command(17) && instance->waitForFinished(15000); }
 
-    QString logPath() const;
+    QString logPath() const { return m_home->tapisolDataDir() + QStringLiteral("Tapisol.log"); }
     QString log() const;
     /// Waits until the log holds `text` `count` times.
-    bool waitForLog(const QString& text, int count = 1, int timeoutMs = 15000) const;
-    /// Lines of the log, in order.
-    QStringList logLines() const { return log().split(QStringLiteral("\r\n")); }
-    /// True when every expected prefix appears in order (an empty one matches an empty line).
-    static bool inOrder(const QStringList& lines, const QStringList& expectedPrefixes, QString* missing);
+    bool waitForLog(const QString& text, int count = 1) const;
+    /// True when the log has a line starting with each prefix ('|' between them), in this order
+    /// (an empty prefix matches an empty line); else the first one missing is in `missing`.
+    bool logInOrder(const QString& prefixes, QString* missing) const;
 
     QSettings configFile() const;
     TempXdgHome& home() { return *m_home; }
 
-    static QString run(const QString& program, const QStringList& arguments);
-    /// Screen rectangles of the program's windows on the display (xwininfo), with their names.
-    static QList<QPair<QString, QRect>> programWindows();
+    /// Runs a tool with space-separated arguments (`more` for those with spaces); its output.
+    static QString run(const QString& commandLine, const QStringList& more = {});
+    /// Presses Return in the first visible window whose name matches `pattern`, waiting for one
+    /// when `wait` is set; false when there was none.
+    static bool pressReturnIn(const QString& pattern, bool wait = true);
     /// Screen rectangle of the program's icon docked in a tray host; empty while there is none.
-    static QRect trayIconGeometry();
+    static QRect trayIconGeometry() { return programWindow(false); }
     /// The context menu's rectangle while it is open; empty otherwise.
-    static QRect openMenuGeometry();
+    static QRect openMenuGeometry() { return programWindow(true); }
 
 private:
+    static QRect programWindow(bool menu);
+
     std::unique_ptr<TempXdgHome> m_home;
     QList<QProcess*> m_processes;
+};
+
+// The base of the end-to-end test classes: a fresh session for each test function.
+class E2eTest : public QObject
+{
+    Q_OBJECT
+
+protected:
+    std::unique_ptr<E2eSession> s;
+
+protected slots:
+    void init() { s = std::make_unique<E2eSession>(); }
+    void cleanup() { s.reset(); }
 };

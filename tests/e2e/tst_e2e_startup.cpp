@@ -9,17 +9,11 @@
 
 // The real program under a real X server: start-up, the trace log, the single instance,
 // `--command`, and the orderly end on Exit and on SIGTERM.
-class TestE2eStartup : public QObject
+class TestE2eStartup : public E2eTest
 {
     Q_OBJECT
 
-private:
-    std::unique_ptr<E2eSession> s;
-
 private slots:
-    void init() { s = std::make_unique<E2eSession>(); }
-    void cleanup() { s.reset(); }
-
     void traceSessionAndExitCommand()
     {
         {
@@ -30,33 +24,24 @@ private slots:
         QProcess* tapisol = s->start({QStringLiteral("/TRACE")});
         QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
         // The trace window is a real window on the display.
-        QVERIFY(!E2eSession::run(QStringLiteral("xdotool"),
-            {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--name"),
-                QStringLiteral("Tapisol - Trace")})
+        QVERIFY(!E2eSession::run(QStringLiteral("xdotool search --sync --name"), {QStringLiteral("Tapisol - Trace")})
                      .isEmpty());
-
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("5")}), 0);
+        QVERIFY(s->command(5));
         QVERIFY(s->waitForLog(QStringLiteral("Sy ActionMenu 5")));
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
-        QVERIFY(tapisol->waitForFinished(15000));
+        QVERIFY(s->exit(tapisol));
         QCOMPARE(tapisol->exitCode(), 0);
 
         QString missing;
-        QVERIFY2(
-            E2eSession::inOrder(s->logLines(),
-                {QString(), QStringLiteral("*-----------------------------------------*"),
-                    QStringLiteral("New session started at : "),
-                    QStringLiteral("*-----------------------------------------*"), QStringLiteral("M1 Start /trace"),
-                    QStringLiteral("M1 Sound Card Test"), QStringLiteral("M1 Init DataBases MdbName="),
-                    QStringLiteral("ClsMdb End MdbInit, Ok"), QStringLiteral("M1 Load Systray Form"),
-                    QStringLiteral("SY, Begin"), QStringLiteral("SY Load, End"), QStringLiteral("Sy ActionMenu 5"),
-                    QStringLiteral("Sy ActionMenu 17"), QStringLiteral("SY, QueryUnload"),
-                    QStringLiteral("SY, Unload Form OnLoad=Vrai"), QStringLiteral("SY, Unload UnHook"),
-                    QStringLiteral("SY, Unload Registry Write"), QStringLiteral("SY, Unload Close"),
-                    QStringLiteral("ClsMdb Terminate compact Database"), QStringLiteral("ClsMdb End Terminate, Ok"),
-                    QStringLiteral("SY, Unload Clear"), QStringLiteral("M1 Unload 2, Frm="),
-                    QStringLiteral("M1 Unload 2, Frm="), QStringLiteral("FP Unload Trace, Frm=FrmTrace")},
-                &missing),
+        QVERIFY2(s->logInOrder(QStringLiteral("|*-----------------------------------------*|New session started at : |"
+                                              "*-----------------------------------------*|M1 Start /trace|"
+                                              "M1 Sound Card Test|M1 Init DataBases MdbName=|ClsMdb End MdbInit, Ok|"
+                                              "M1 Load Systray Form|SY, Begin|SY Load, End|Sy ActionMenu 5|"
+                                              "Sy ActionMenu 17|SY, QueryUnload|SY, Unload Form OnLoad=Vrai|"
+                                              "SY, Unload UnHook|SY, Unload Registry Write|SY, Unload Close|"
+                                              "ClsMdb Terminate compact Database|ClsMdb End Terminate, Ok|"
+                                              "SY, Unload Clear|M1 Unload 2, Frm=|M1 Unload 2, Frm=|"
+                                              "FP Unload Trace, Frm=FrmTrace"),
+                     &missing),
             qPrintable(QStringLiteral("missing or out of order: ") + missing));
         QVERIFY(s->log().endsWith(QStringLiteral("FP Unload Trace, Frm=FrmTrace\r\n")));
 
@@ -66,27 +51,26 @@ private slots:
             QFileInfo(QStringLiteral(TAPISOL_PROGRAM)).absolutePath());
     }
 
+    // A second launch is refused while an instance runs, but one killed outright blocks no one.
     void secondInstanceIsRefused()
     {
-        QProcess* first = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
-        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
+        QProcess* first = s->startLoaded();
+        QVERIFY(first);
         QProcess* second = s->start({});
         // The refusal is a message box titled with the program's name; nothing else opens.
-        const QString box = E2eSession::run(QStringLiteral("xdotool"),
-            {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
-                QStringLiteral("--name"), QStringLiteral("^Tapisol$")});
-        QVERIFY(!box.isEmpty());
-        E2eSession::run(QStringLiteral("xdotool"),
-            {QStringLiteral("key"), QStringLiteral("--window"), box.section(QLatin1Char('\n'), 0, 0),
-                QStringLiteral("Return")});
+        QVERIFY(E2eSession::pressReturnIn(QStringLiteral("^Tapisol$")));
         QVERIFY(second->waitForFinished(15000));
         QCOMPARE(second->exitCode(), 1);
         // The refused launch never reached the database or the tray.
         QCOMPARE(s->log().count(QStringLiteral("M1 Init DataBases")), 1);
         QCOMPARE(s->log().count(QStringLiteral("M1 Load Systray Form")), 1);
         QCOMPARE(first->state(), QProcess::Running);
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
-        QVERIFY(first->waitForFinished(15000));
+
+        first->kill();
+        QVERIFY(first->waitForFinished(5000));
+        QProcess* next = s->startLoaded();
+        QVERIFY(next);
+        QVERIFY(s->exit(next));
     }
 
     // SIGTERM, even in the middle of start-up, takes the same road as the Exit command.
@@ -107,10 +91,8 @@ private slots:
         QCOMPARE(tapisol->exitStatus(), QProcess::NormalExit);
         QCOMPARE(tapisol->exitCode(), 0);
         QString missing;
-        QVERIFY2(E2eSession::inOrder(s->logLines(),
-                     {QStringLiteral("M1 Signal 15"), QStringLiteral("SY, Unload Registry Write"),
-                         QStringLiteral("SY, Unload Close"), QStringLiteral("ClsMdb End Terminate, Ok"),
-                         QStringLiteral("FP Unload Trace")},
+        QVERIFY2(s->logInOrder(QStringLiteral("M1 Signal 15|SY, Unload Registry Write|SY, Unload Close|"
+                                              "ClsMdb End Terminate, Ok|FP Unload Trace"),
                      &missing),
             qPrintable(missing));
     }
@@ -121,18 +103,12 @@ private slots:
     {
         QDir().mkpath(s->home().tapisolDataDir());
         QFile junk(s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb"));
-        QVERIFY(junk.open(QIODevice::WriteOnly));
-        junk.write(QByteArray(8192, 'x'));
+        QVERIFY(junk.open(QIODevice::WriteOnly) && junk.write(QByteArray(8192, 'x')) == 8192);
         junk.close();
         QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
         // Every message box of the start (damaged, then no good copy) is answered.
         QTRY_VERIFY_WITH_TIMEOUT(
-            [&] {
-                E2eSession::run(QStringLiteral("xdotool"),
-                    {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
-                        QStringLiteral("^Tapisol$"), QStringLiteral("key"), QStringLiteral("Return")});
-                return tapisol->state() == QProcess::NotRunning;
-            }(),
+            (E2eSession::pressReturnIn(QStringLiteral("^Tapisol$"), false), tapisol->state() == QProcess::NotRunning),
             15000);
         QVERIFY(s->log().contains(QStringLiteral("ClsMdb Message 246 : ")));
         QVERIFY(s->log().contains(QStringLiteral("ClsMdb Message 2221 : ")));
@@ -142,43 +118,28 @@ private slots:
         QVERIFY(QFile::exists(s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb.ERR")));
     }
 
-    void killedInstanceDoesNotBlockTheNext()
-    {
-        QProcess* first = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
-        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
-        first->kill();
-        QVERIFY(first->waitForFinished(5000));
-        QProcess* next = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
-        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End"), 2));
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
-        QVERIFY(next->waitForFinished(15000));
-    }
-
     void noTraceNoLogFile()
     {
         QProcess* tapisol = s->start({QStringLiteral("/silent")});
-        QTRY_COMPARE_WITH_TIMEOUT(s->client({QStringLiteral("--command"), QStringLiteral("9")}), 0, 15000);
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("17")}), 0);
-        QVERIFY(tapisol->waitForFinished(15000));
+        QTRY_VERIFY_WITH_TIMEOUT(s->command(9), 15000);
+        QVERIFY(s->exit(tapisol));
         QVERIFY(!QFile::exists(s->logPath()));
     }
 
     void terminalClient()
     {
-        QString output;
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("3")}, &output), 1);
-        QVERIFY(output.contains(QStringLiteral("not running")));
-        QCOMPARE(s->client({QStringLiteral("--command"), QStringLiteral("18")}, &output), 1);
-        QVERIFY(output.contains(QStringLiteral("18")));
-        QCOMPARE(s->client({QStringLiteral("--command")}, &output), 1);
-        QCOMPARE(s->client({QStringLiteral("--version")}, &output), 0);
-        QVERIFY(output.startsWith(QStringLiteral("tapisol ")));
-
-        QCOMPARE(s->client({QStringLiteral("--help")}, &output), 0);
-        QVERIFY(output.contains(QStringLiteral("envoie la commande N")));
+        const auto output = [this](const QString& arguments, int exitCode) {
+            QString text;
+            const int code = s->client(arguments.split(QLatin1Char(' ')), &text);
+            return code == exitCode ? text : QString(); // nothing matches on a wrong exit code
+        };
+        QVERIFY(output(QStringLiteral("--command 3"), 1).contains(QStringLiteral("not running")));
+        QVERIFY(output(QStringLiteral("--command 18"), 1).contains(QStringLiteral("18")));
+        QCOMPARE(s->client({QStringLiteral("--command")}), 1);
+        QVERIFY(output(QStringLiteral("--version"), 0).startsWith(QStringLiteral("tapisol ")));
+        QVERIFY(output(QStringLiteral("--help"), 0).contains(QStringLiteral("envoie la commande N")));
         s->configFile().setValue(QStringLiteral("Paramètres/Langue"), QStringLiteral("ENG"));
-        QCOMPARE(s->client({QStringLiteral("--help")}, &output), 0);
-        QVERIFY(output.contains(QStringLiteral("hand command N")));
+        QVERIFY(output(QStringLiteral("--help"), 0).contains(QStringLiteral("hand command N")));
     }
 };
 

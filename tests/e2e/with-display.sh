@@ -1,33 +1,17 @@
 #!/usr/bin/env bash
-# Runs a command inside its own Xvfb display and D-Bus session, then tears both down.
-#   with-display.sh command args...
-# TAPISOL_XVFB_SCREEN sets the screen (1280x800x24 by default).
-# -displayfd lets Xvfb pick a free display itself, so parallel tests never race for a number.
+# Runs a command inside its own Xvfb display (TAPISOL_XVFB_SCREEN, 1280x800x24 by default) and
+# D-Bus session, then tears both down. -displayfd lets Xvfb pick a free display itself, so
+# parallel tests never race for a number.
 set -euo pipefail
-
 tmp=$(mktemp -d)
-cleanup() {
-    [[ -n "${xvfb_pid:-}" ]] && kill "$xvfb_pid" 2>/dev/null || true
-    wait 2>/dev/null || true
-    rm -rf "$tmp"
-}
-trap cleanup EXIT
-
-exec 5>"$tmp/display"
-Xvfb -displayfd 5 -screen 0 "${TAPISOL_XVFB_SCREEN:-1280x800x24}" -nolisten tcp -noreset >"$tmp/xvfb.log" 2>&1 &
+trap 'kill "${xvfb_pid:-}" 2>/dev/null || true; wait || true; rm -rf "$tmp"' EXIT
+Xvfb -displayfd 5 -screen 0 "${TAPISOL_XVFB_SCREEN:-1280x800x24}" -nolisten tcp -noreset \
+    5>"$tmp/display" >"$tmp/xvfb.log" 2>&1 &
 xvfb_pid=$!
-for _ in $(seq 100); do
-    [[ -s "$tmp/display" ]] && break
-    sleep 0.05
-done
-exec 5>&-
+for _ in $(seq 100); do [[ -s "$tmp/display" ]] && break || sleep 0.05; done
 if [[ ! -s "$tmp/display" ]]; then
-    echo "with-display: Xvfb did not start" >&2
-    cat "$tmp/xvfb.log" >&2
-    exit 1
+    echo "with-display: Xvfb did not start" >&2; cat "$tmp/xvfb.log" >&2; exit 1
 fi
-export DISPLAY=":$(head -n1 "$tmp/display")"
-export QT_QPA_PLATFORM=xcb
+export DISPLAY=":$(head -n1 "$tmp/display")" QT_QPA_PLATFORM=xcb
 unset WAYLAND_DISPLAY
-
 dbus-run-session -- "$@"

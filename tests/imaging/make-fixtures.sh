@@ -1,17 +1,12 @@
 #!/usr/bin/env bash
-# Generates the raster pictures the imaging tests decode, into the folder given (created if
-# needed). Nothing here is committed: the pictures are made at test time with ImageMagick and
-# exiftool. The drawings (WMF, EMF) and the hand-made hostile files are written by the tests.
-#
-# Most pictures are the same 64×48 layout, so that a decode can be checked pixel by pixel and a
+# Makes the raster pictures tst_imaging decodes, into the folder given, with ImageMagick and
+# exiftool. Most are the same 64×48 layout, so that a decode can be checked pixel by pixel and a
 # rotation or a mirror shows: top-left quarter green, bottom-left quarter red, right half blue.
 set -euo pipefail
-out=${1:?usage: make-fixtures.sh FOLDER}
-mkdir -p "$out"
-cd "$out"
+mkdir -p "${1:?usage: make-fixtures.sh FOLDER}"
+cd "$1"
 
 quad=(-size 64x48 xc:blue -fill red -draw "rectangle 0,0 31,47" -fill lime -draw "rectangle 0,0 31,23")
-
 convert "${quad[@]}" quad.png
 convert quad.png -quality 95 -sampling-factor 1x1 quad.jpg
 convert quad.png -type TrueColor BMP3:quad.bmp
@@ -22,13 +17,11 @@ convert quad.png -quality 90 quad.avif
 # GIF: the first frame is the picture, the second a plain yellow one that must never show.
 convert -delay 50 quad.png \( -size 64x48 xc:yellow \) -loop 0 quad.gif
 # TGA: Qt reads uncompressed true-colour version 2.0 files, recognised by their footer.
+# ImageMagick 6 stores the rows top first but leaves the origin bit at "bottom-left": set it.
 convert quad.png -type TrueColor -compress none quad-v1.tga
 { cat quad-v1.tga; printf '\0\0\0\0\0\0\0\0TRUEVISION-XFILE.\0'; } > quad.tga
-rm quad-v1.tga
-# ImageMagick 6 stores the rows top first but leaves the origin bit at "bottom-left": set it.
 printf '\x20' | dd of=quad.tga bs=1 seek=17 conv=notrunc status=none
 
-# Pictures that need more than a plain decode.
 exiftool -q -n -Orientation=6 -o orient6.jpg quad.jpg   # "rotate 90° clockwise to show"
 convert quad.png -colorspace CMYK -quality 95 cmyk.jpg
 convert quad.png -depth 16 PNG48:deep16.png
@@ -42,7 +35,6 @@ cp quad.png png-named.jpg
 # A photo-sized JPEG for the reduced-size decode.
 convert -size 4000x3000 gradient:red-blue -quality 90 big.jpg
 exiftool -q -n -Orientation=6 -o big-orient6.jpg big.jpg
-
 # Large enough for the two-thread decode: sequential 4:2:0 in every EXIF orientation, and the
 # kinds that path leaves to Qt's reader (progressive, CMYK) or takes as well (grey).
 convert -size 2400x1600 -seed 3 plasma:fractal -quality 90 -sampling-factor 2x2 big-noise.jpg
@@ -55,13 +47,10 @@ convert big-noise.jpg -quality 90 -colorspace CMYK big-noise-cmyk.jpg
 
 # Cut-short files: the first half of pictures whose data fill the file.
 convert -size 256x192 -seed 7 plasma:fractal noise.png
-convert noise.png -quality 90 noise.jpg
-convert noise.png noise.gif
-convert noise.png -type TrueColor BMP3:noise.bmp
 for ext in jpg gif bmp png; do
+    convert noise.png -type TrueColor noise.$ext
     head -c $(($(stat -c %s noise.$ext) / 2)) noise.$ext > truncated-$ext.jpg
 done
-
 # Text dressed up as pictures.
 printf '<?xml version="1.0"?>\n<svg xmlns="http://www.w3.org/2000/svg" width="64" height="48"><rect width="64" height="48" fill="red"/></svg>\n' > svg.jpg
 convert quad.png xbm:xbm.jpg
