@@ -3,7 +3,7 @@
 #include "MdbShownPictures.h"
 #include "NextPictureSelector.h"
 #include "PictureSource.h"
-#include "TrayServices.h"
+#include "WallpaperEngine.h"
 
 #include <QObject>
 
