@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -337,7 +338,11 @@ QString ImageDecoder::helperProgram()
         return fromEnvironment;
     const QString folder = QCoreApplication::instance() ? QCoreApplication::applicationDirPath()
                                                         : QFileInfo(QStringLiteral("/proc/self/exe")).canonicalPath();
-    return folder + QStringLiteral("/tapisol-decoder");
+    const QString beside = folder + QStringLiteral("/tapisol-decoder");
+    if (QFileInfo(beside).isExecutable())
+        return beside;
+    // Installed: bin/tapisol and libexec/tapisol/tapisol-decoder under the same prefix.
+    return QDir::cleanPath(folder + QStringLiteral("/../libexec/tapisol/tapisol-decoder"));
 }
 
 void ImageDecoder::setHelperProgram(const QString& path)
