@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that Tapisol needs.
 #   scripts/deps.sh          build and run
-#   scripts/deps.sh --test   build, run and the whole test suite
+#   scripts/deps.sh --package  build and the Debian package (scripts/package.sh)
+#   scripts/deps.sh --test   build, run, the package and the whole test suite
 # Packages already present are not asked for again, so a second run costs nothing.
 set -euo pipefail
 
@@ -13,7 +14,10 @@ build_packages=(
     libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
     libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base
-    xdg-utils
+    xdg-utils librsvg2-bin
+)
+package_packages=(
+    debhelper dpkg-dev fakeroot lintian appstream desktop-file-utils
 )
 test_packages=(
     xvfb xauth trayer xdotool x11-utils x11-xserver-utils imagemagick sqlite3
@@ -23,9 +27,10 @@ test_packages=(
 )
 
 wanted=("${build_packages[@]}")
-if [[ "${1:-}" == "--test" ]]; then
-    wanted+=("${test_packages[@]}")
-fi
+case "${1:-}" in
+    --test) wanted+=("${package_packages[@]}" "${test_packages[@]}") ;;
+    --package) wanted+=("${package_packages[@]}") ;;
+esac
 
 missing=()
 for pkg in "${wanted[@]}"; do
