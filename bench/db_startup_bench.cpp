@@ -142,7 +142,7 @@ int run(const QString& file, int runs)
     const QString bak = MdbFiles::copyName(file, QStringLiteral(".mdb.bak"));
     std::printf("step\tmedian ms\tmin ms\tmax ms\tnote\n");
     const bool ok = report("trial (open + quick_check)",
-                        timed(runs, [&file] { return MdbFiles::checkFile(file, MdbSchema::Version).ok; }))
+                        timed(runs, [&file] { return MdbFiles::checkFile(file, MdbSchema::Version).ok(); }))
         && report(".mdb.bak (backup API + check)",
             timed(runs,
                 [&file, &bak] {

@@ -24,6 +24,8 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include <stdexcept>
+
 Startup::Startup(QObject* parent)
     : QObject(parent)
 { }
@@ -39,7 +41,8 @@ QString Startup::settleLanguage(const QString& configured)
 {
     const QString code = configured.trimmed().toUpper();
     if (code.isEmpty() || !InterfaceTexts::languageExists(code)) {
-        TAPISOL_TRACE(QStringLiteral("M1 Langue '") + configured + QStringLiteral("' absente, FRA utilisée"));
+        TAPISOL_TRACE(
+            QStringLiteral("M1 Langue '") + configured + QStringLiteral("' absente ou illisible, FRA utilisée"));
         return QStringLiteral("FRA");
     }
     return code;
@@ -79,36 +82,47 @@ int Startup::run(const QStringList& arguments)
 
     // 3. Session header.
     if (state.trace)
-        writeSessionHeader(commandLine);
+        guarded("3 Header", [&] { writeSessionHeader(commandLine); });
 
     // 4. Interface language.
     ClsRegistry& settings = registry();
-    state.languageCode = settleLanguage(settings.get(SettingNo::Langue).toString());
-    interfaceTexts().load(state.languageCode);
+    guarded("4 Langue", [&] {
+        state.languageCode = settleLanguage(settings.get(SettingNo::Langue).toString());
+        if (!interfaceTexts().load(state.languageCode) && state.languageCode != QLatin1String("FRA")) {
+            state.languageCode = QStringLiteral("FRA"); // changed or removed since it was looked at
+            interfaceTexts().load(state.languageCode);
+        }
+    });
 
     // 5. A folder value of older versions, removed on every start.
-    if (settings.valueExists(SettingGroup::Parametres, QStringLiteral("OnHelpDir")))
-        settings.deleteValue(SettingGroup::Parametres, QStringLiteral("OnHelpDir"));
+    guarded("5 OnHelpDir", [&] {
+        if (settings.valueExists(SettingGroup::Parametres, QStringLiteral("OnHelpDir")))
+            settings.deleteValue(SettingGroup::Parametres, QStringLiteral("OnHelpDir"));
+    });
 
     // 6. Monitors.
-    m_monitors.refresh();
+    guarded("6 Monitors", [this] { m_monitors.refresh(); });
 
-    // 7. One instance only.
-    if (refuseSecondInstance())
+    // 7. One instance only: without the claim the program could neither be reached nor kept single.
+    bool refused = true;
+    if (!guarded("7 Instance", [&] { refused = refuseSecondInstance(); }) || refused)
         return 1;
 
     // 8. Help file.
-    state.helpFile = helpFileFor(state.languageCode);
+    guarded("8 Help", [&] { state.helpFile = helpFileFor(state.languageCode); });
 
     // 9. Sound output.
-    testSoundCard();
+    guarded("9 Sound", [this] { testSoundCard(); });
 
     // 10. Where the program runs from, for the companion programs.
-    recordInstallDir();
+    guarded("10 InstallDir", [this] { recordInstallDir(); });
 
     // 11. The database: opened, checked and brought up to date, or the program cannot run.
-    if (!openDatabase())
+    bool opened = false;
+    if (!guarded("11 Database", [&] { opened = openDatabase(); }) || !opened) {
+        mdb().close();
         return 1;
+    }
 
     // 12.
     TAPISOL_TRACE(QStringLiteral("M1 Load Systray Form"));
@@ -116,8 +130,13 @@ int Startup::run(const QStringList& arguments)
     // 13. Messages from companion programs and `tapisol --command`.
     m_instance->setHandler([this](const QString& name, const QString& argument) { return onMessage(name, argument); });
 
-    // 14. The tray form owns the program's life from here.
-    loadTrayForm();
+    // 14. The tray form owns the program's life from here; a form that failed half-way through
+    // its load still has its icon and menu, so the program goes on with it.
+    guarded("14 Systray", [this] { loadTrayForm(); });
+    if (!m_tray) {
+        mdb().close();
+        return 1;
+    }
     m_started = true;
     // What arrived while the steps ran (a trace line lets the event loop in) runs now, in order.
     for (int command : std::exchange(m_pendingCommands, {}))
@@ -127,12 +146,46 @@ int Startup::run(const QStringList& arguments)
     return -1;
 }
 
+// An exception in a start-up step is reported like one in the event loop; the start goes on.
+bool Startup::guarded(const char* step, const std::function<void()>& work)
+{
+    const QString value = QStringLiteral("Startup ") + QLatin1String(step);
+    try {
+        work();
+#ifdef TAPISOL_FAULT_INJECTION
+        if (qEnvironmentVariable("TAPISOL_FAULT_AT") == QLatin1String(step))
+            throw std::runtime_error("fault injected after start-up step " + std::string(step));
+#endif
+        return true;
+    } catch (const std::exception& exception) {
+        reportException(exception, QStringLiteral("Startup"), {}, std::nullopt, value);
+    } catch (...) {
+        reportUnknownException(QStringLiteral("Startup"), {}, std::nullopt, value);
+    }
+    return false;
+}
+
+// A message box of the start (a refused second instance, the database) waits for the user; an
+// end asked for meanwhile closes it at once, and no other one opens.
+void Startup::showStartMessage(QMessageBox::Icon icon, const QString& text)
+{
+    if (m_exitPending)
+        return;
+    QMessageBox box(icon, programTitle(), text, QMessageBox::Ok);
+    m_startMessage = &box;
+    box.exec();
+    m_startMessage = nullptr;
+}
+
 void Startup::requestShutdown()
 {
-    if (m_started)
+    if (m_started) {
         shutdown();
-    else
-        m_exitPending = true;
+        return;
+    }
+    m_exitPending = true;
+    if (m_startMessage)
+        m_startMessage->reject();
 }
 
 void Startup::writeSessionHeader(const QString& commandLine)
@@ -154,11 +207,11 @@ bool Startup::refuseSecondInstance()
     if (claim == SingleInstance::Claim::Acquired)
         return false;
     if (claim == SingleInstance::Claim::AlreadyRunning) {
-        QMessageBox::critical(nullptr, programTitle(), programTitle() + QLatin1Char(' ') + langText(311));
+        showStartMessage(QMessageBox::Critical, programTitle() + QLatin1Char(' ') + langText(311));
     } else {
         // Without its lock and socket the program could neither be reached nor kept single.
         TAPISOL_TRACE(QStringLiteral("M1 Instance ") + error);
-        QMessageBox::critical(nullptr, programTitle(), programTitle() + QStringLiteral(": ") + error);
+        showStartMessage(QMessageBox::Critical, programTitle() + QStringLiteral(": ") + error);
     }
     return true;
 }
@@ -182,13 +235,8 @@ bool Startup::openDatabase()
     ClsMdb& db = mdb();
     db.setMdbName(AppPaths::dataDir() + QStringLiteral("Tapisol.mdb"));
     db.setClock([] { return appClock().now(); });
-    db.setNotifier([](const ClsMdb::Notice& notice) {
-        const bool fatal
-            = notice.kind == ClsMdb::Notice::Kind::NoGoodCopy || notice.kind == ClsMdb::Notice::Kind::OpenFailed;
-        if (fatal)
-            QMessageBox::critical(nullptr, programTitle(), notice.text);
-        else
-            QMessageBox::warning(nullptr, programTitle(), notice.text);
+    db.setNotifier([this](const ClsMdb::Notice& notice) {
+        showStartMessage(ClsMdb::isFatal(notice.kind) ? QMessageBox::Critical : QMessageBox::Warning, notice.text);
     });
     TAPISOL_TRACE(QStringLiteral("M1 Init DataBases MdbName=") + db.mdbName());
     return db.MdbInit();

@@ -2,9 +2,12 @@
 
 #include "ClsMonitor.h"
 
+#include <QMessageBox>
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class SingleInstance;
@@ -58,6 +61,8 @@ private:
     void recordInstallDir();
     QString onMessage(const QString& name, const QString& argument);
     void requestShutdown();
+    bool guarded(const char* step, const std::function<void()>& work);
+    void showStartMessage(QMessageBox::Icon icon, const QString& text);
     bool openDatabase();
     void loadTrayForm();
     void finish();
@@ -69,7 +74,8 @@ private:
     WallpaperChanger* m_changer = nullptr;
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
-    bool m_started = false;     // every start-up step has run
-    bool m_exitPending = false; // an end asked for before that
+    bool m_started = false;               // every start-up step has run
+    bool m_exitPending = false;           // an end asked for before that
+    QPointer<QMessageBox> m_startMessage; // the message box a start-up step waits on
     QList<int> m_pendingCommands;
 };

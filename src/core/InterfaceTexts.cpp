@@ -51,7 +51,10 @@ QString InterfaceTexts::languageFile(const QString& code)
 bool InterfaceTexts::languageExists(const QString& code)
 {
     const QString trimmed = code.trimmed();
-    return trimmed.size() == 3 && QFileInfo(languageFile(trimmed)).isFile();
+    if (trimmed.size() != 3 || !QFileInfo(languageFile(trimmed)).isFile())
+        return false;
+    InterfaceTexts probe;
+    return probe.load(trimmed);
 }
 
 bool InterfaceTexts::load(const QString& code)
@@ -64,7 +67,11 @@ bool InterfaceTexts::load(const QString& code)
             QStringLiteral("M1 Langue ") + file.fileName() + QStringLiteral(" illisible: ") + file.errorString());
         return false;
     }
-    parse(file.readAll(), file.fileName());
+    if (parse(file.readAll(), file.fileName()) == 0) {
+        TAPISOL_TRACE(QStringLiteral("M1 Langue ") + file.fileName() + QStringLiteral(" sans aucun texte"));
+        m_texts.clear();
+        return false;
+    }
     return true;
 }
 

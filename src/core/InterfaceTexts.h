@@ -13,14 +13,15 @@
 class InterfaceTexts
 {
 public:
-    /// True when a language file exists for the three-letter code (case-insensitive).
+    /// True when the language of the three-letter code (case-insensitive) can be used: its file
+    /// can be read and holds at least one text.
     static bool languageExists(const QString& code);
 
     /// Path of the language file for a code; the file need not exist.
     static QString languageFile(const QString& code);
 
     /// Loads the texts of one language, replacing what was loaded. Returns false (and traces the
-    /// reason) when the file is missing or unreadable; the texts then stay empty.
+    /// reason) when the file is missing, unreadable or holds no text; the texts then stay empty.
     bool load(const QString& code);
 
     /// Parses the content of a language file; returns the number of texts read.

@@ -154,6 +154,7 @@ bool ClsMdb::MdbInit()
             return false;
         }
         TAPISOL_TRACE(QStringLiteral("M1 Database created"));
+        m_createdNow = true;
     }
     if (m_copiesEnabled) {
         // A file left exactly as the last clean exit checked it needs no second look at every
@@ -163,20 +164,74 @@ bool ClsMdb::MdbInit()
             TAPISOL_TRACE(QStringLiteral("ClsMdb Init fichier inchangé depuis sa vérification à la sortie"));
         const auto depth = unchanged ? MdbFiles::Depth::Header : MdbFiles::Depth::Full;
         const MdbFiles::Check trial = MdbFiles::checkFile(m_name, MdbSchema::Version, depth);
+        if (!trial.ok() && trial.status != MdbFiles::Check::Status::Damaged)
+            return refuse(trial.status, trial.reason);
         MdbFiles::forgetVerified(m_name); // the file changes from here on
-        if (trial.ok)
+        if (trial.ok()) {
             makeBackup(depth);
-        else if (!recoverFromCopy(trial.reason))
-            return false;
+        } else {
+            switch (recoverFromCopy(trial.reason)) {
+            case Recovery::Restored:
+                break;
+            case Recovery::NoGoodCopy:
+                return openAndVerify(true);
+            case Recovery::Failed:
+                return false;
+            }
+        }
     }
+    return openAndVerify(false);
+}
+
+// The real opening. After a damage that no copy could mend, a file that still opens and checks
+// is used as it is (the user has been told, and the ".mdb.ERR" copy is kept).
+bool ClsMdb::openAndVerify(bool afterDamage)
+{
     TAPISOL_TRACE(QStringLiteral("ClsMdb Open DataBases ") + m_name);
     QString error;
-    if (!openConnection(&error) || !Verify()) {
+    const MdbFiles::Check::Status opened = openConnection(&error);
+    if (opened != MdbFiles::Check::Status::Ok && opened != MdbFiles::Check::Status::Damaged)
+        return refuse(opened, error);
+    if (opened != MdbFiles::Check::Status::Ok || !Verify()) {
+        // A lock taken by another program between the trial and now is no damage either.
+        const auto status = m_db ? MdbFiles::statusOfError(sqlite3_extended_errcode(m_db->getHandle()))
+                                 : MdbFiles::Check::Status::Damaged;
+        if (status != MdbFiles::Check::Status::Damaged)
+            return refuse(status, QString::fromUtf8(sqlite3_errmsg(m_db->getHandle())));
         failOpening(error.isEmpty() ? QStringLiteral("Verify") : error);
         return false;
     }
+    if (afterDamage)
+        notify(Notice::Kind::NoGoodCopy, TextNoGoodCopy,
+            interfaceText(TextNoGoodCopy, {MdbFiles::copyName(m_name, QStringLiteral(".mdb.ERR"))}));
     TAPISOL_TRACE(QStringLiteral("ClsMdb End MdbInit, Ok"));
     return true;
+}
+
+// A file in use by another program, from a newer Tapisol, or that cannot be written: nothing is
+// copied, restored or written, and the start ends with a message that says which.
+bool ClsMdb::refuse(MdbFiles::Check::Status status, const QString& reason)
+{
+    dropConnection();
+    TAPISOL_TRACE(QStringLiteral("ClsMdb Init ") + m_name + QStringLiteral(" refusée, Err ") + reason);
+    switch (status) {
+    case MdbFiles::Check::Status::Busy:
+        notify(Notice::Kind::Busy, TextBusy, interfaceText(TextBusy, {m_name}));
+        break;
+    case MdbFiles::Check::Status::Newer:
+        notify(Notice::Kind::Newer, TextNewer, interfaceText(TextNewer, {m_name}));
+        break;
+    default:
+        notify(Notice::Kind::OpenFailed, TextOpenFailed, interfaceText(TextOpenFailed, {reason, m_name}));
+        break;
+    }
+    TAPISOL_TRACE(QStringLiteral("ClsMdb End MdbInit, Err"));
+    return false;
+}
+
+bool ClsMdb::isFatal(Notice::Kind kind)
+{
+    return kind != Notice::Kind::Damaged && kind != Notice::Kind::Restored && kind != Notice::Kind::NoGoodCopy;
 }
 
 // What a kill left behind: a compaction or a copy that never took its place.
@@ -226,7 +281,7 @@ void ClsMdb::makeBackup(MdbFiles::Depth depth)
     TAPISOL_TRACE(QStringLiteral("ClsMdb Backup DataBases, Err ") + error);
 }
 
-bool ClsMdb::recoverFromCopy(const QString& reason)
+ClsMdb::Recovery ClsMdb::recoverFromCopy(const QString& reason)
 {
     TAPISOL_TRACE(QStringLiteral("ClsMdb Init ouverture d'essai ") + m_name + QStringLiteral(", Err ") + reason);
     notify(Notice::Kind::Damaged, TextDamaged, langText(TextDamaged));
@@ -234,22 +289,26 @@ bool ClsMdb::recoverFromCopy(const QString& reason)
     const QString err = MdbFiles::copyName(m_name, QStringLiteral(".mdb.ERR"));
     QString error;
     if (!MdbFiles::copyRaw(m_name, err, &error)) {
-        // Without the copy aside, replacing the file would lose it: leave everything as it is.
+        // Without the copy aside (a full disk...), replacing the file would lose it: leave
+        // everything as it is and let the user free some room.
         TAPISOL_TRACE(QStringLiteral("ClsMdb Backup DataBases en .ERR, Err ") + error);
-        notify(Notice::Kind::NoGoodCopy, TextNoGoodCopy, interfaceText(TextNoGoodCopy, {m_name}));
-        return false;
+        notify(Notice::Kind::OpenFailed, TextOpenFailed, interfaceText(TextOpenFailed, {error, m_name}));
+        return Recovery::Failed;
     }
     QList<QFileInfo> candidates;
-    for (const char* copy : {".mdb.bak", "109.mdb"}) {
-        const QFileInfo candidate(MdbFiles::copyName(m_name, QLatin1String(copy)));
-        if (candidate.exists())
-            candidates << candidate;
-    }
+    const QFileInfo bak(MdbFiles::copyName(m_name, QStringLiteral(".mdb.bak")));
+    if (bak.exists())
+        candidates << bak;
+    // The copy taken before the album tables may come from a file that held nothing yet: putting
+    // it back would hand the user an empty database as if it were their data.
+    const QFileInfo old109(MdbFiles::copyName(m_name, QStringLiteral("109.mdb")));
+    if (old109.exists() && holdsUserData(old109.filePath()))
+        candidates << old109;
     std::stable_sort(candidates.begin(), candidates.end(),
         [](const QFileInfo& a, const QFileInfo& b) { return a.lastModified() > b.lastModified(); });
     for (const QFileInfo& candidate : std::as_const(candidates)) {
         const MdbFiles::Check check = MdbFiles::checkFile(candidate.filePath(), MdbSchema::Version);
-        if (!check.ok) {
+        if (!check.ok()) {
             TAPISOL_TRACE(
                 QStringLiteral("ClsMdb Restore ") + candidate.filePath() + QStringLiteral(", Err ") + check.reason);
             continue;
@@ -257,11 +316,27 @@ bool ClsMdb::recoverFromCopy(const QString& reason)
         if (restoreFrom(candidate.filePath())) {
             const QString date = QLocale().toString(candidate.lastModified(), QLocale::ShortFormat);
             notify(Notice::Kind::Restored, TextRestored, interfaceText(TextRestored, {date, err}));
-            return true;
+            return Recovery::Restored;
         }
     }
     TAPISOL_TRACE(QStringLiteral("ClsMdb Restore aucune copie saine, Err"));
-    notify(Notice::Kind::NoGoodCopy, TextNoGoodCopy, interfaceText(TextNoGoodCopy, {err}));
+    return Recovery::NoGoodCopy;
+}
+
+bool ClsMdb::holdsUserData(const QString& copy) const
+{
+    try {
+        SQLite::Database db(copy.toStdString(), SQLite::OPEN_READONLY);
+        const QMap<QString, qint64> counts = MdbFiles::rowCounts(db);
+        for (auto it = counts.cbegin(); it != counts.cend(); ++it) {
+            // Lists filled from the program's own files, and the list of pictures already shown.
+            static const QStringList Rebuilt {"Pays", "CodeLangue", "TableImage", "TableImageDiap", "sqlite_sequence"};
+            if (it.value() > 0 && !Rebuilt.contains(it.key(), Qt::CaseInsensitive))
+                return true;
+        }
+    } catch (const std::exception& e) {
+        TAPISOL_TRACE(QStringLiteral("ClsMdb Restore ") + copy + QStringLiteral(", Err ") + describe(e));
+    }
     return false;
 }
 
@@ -284,10 +359,20 @@ bool ClsMdb::restoreFrom(const QString& copy)
     return false;
 }
 
-bool ClsMdb::openConnection(QString* error)
+MdbFiles::Check::Status ClsMdb::openConnection(QString* error)
 {
+    using Status = MdbFiles::Check::Status;
     try {
-        m_db = std::make_unique<SQLite::Database>(m_name.toStdString(), SQLite::OPEN_READWRITE, 5000);
+        m_db = std::make_unique<SQLite::Database>(m_name.toStdString(), SQLite::OPEN_READWRITE, MdbFiles::LockWaitMs);
+        // Nothing is written (not even the journal mode) before the file is known to be ours
+        // and free.
+        const int version = m_db->execAndGet("PRAGMA user_version").getInt();
+        if (version > MdbSchema::Version) {
+            *error = QStringLiteral("version %1 plus récente que %2").arg(version).arg(MdbSchema::Version);
+            return Status::Newer;
+        }
+        m_db->exec("BEGIN IMMEDIATE"); // see MdbFiles::checkFile()
+        m_db->exec("ROLLBACK");
         const std::string mode = m_db->execAndGet("PRAGMA journal_mode=WAL").getString();
         if (mode != "wal") // a file system without shared memory: rollback journal, still safe
             TAPISOL_TRACE(QStringLiteral("ClsMdb Open DataBases journal_mode=") + QString::fromStdString(mode));
@@ -295,14 +380,13 @@ bool ClsMdb::openConnection(QString* error)
         m_db->exec("PRAGMA trusted_schema=OFF");
         m_db->check(sqlite3_create_function_v2(
             m_db->getHandle(), "Now", 0, SQLITE_UTF8, this, sqlNow, nullptr, nullptr, nullptr));
-        const int version = m_db->execAndGet("PRAGMA user_version").getInt();
-        if (version > MdbSchema::Version)
-            throw SQLite::Exception(
-                QStringLiteral("version %1 plus récente que %2").arg(version).arg(MdbSchema::Version).toStdString());
-        return true;
+        return Status::Ok;
+    } catch (const SQLite::Exception& e) {
+        *error = describe(e);
+        return MdbFiles::statusOfError(e.getExtendedErrorCode());
     } catch (const std::exception& e) {
         *error = describe(e);
-        return false;
+        return Status::Damaged;
     }
 }
 
@@ -447,7 +531,8 @@ void ClsMdb::refillLanguageTable(const char* tableName)
 void ClsMdb::saveTable109()
 {
     const QString copy = MdbFiles::copyName(m_name, QStringLiteral("109.mdb"));
-    if (QFileInfo::exists(copy))
+    // A file made by this start has nothing to keep: a copy of it would only look like a backup.
+    if (m_createdNow || QFileInfo::exists(copy))
         return;
     TAPISOL_TRACE(QStringLiteral("MdbInit SaveTable109 ") + m_name + QStringLiteral(" vers ") + copy);
     QString error;

@@ -66,8 +66,10 @@ public:
         {
             Damaged,    // the trial opening failed (text 246)
             Restored,   // the damaged file was replaced by a healthy copy of the given date
-            NoGoodCopy, // damaged and no healthy copy: start-up ends
-            OpenFailed  // the real opening or the upgrade failed; the file was kept as ".mdb.bad"
+            NoGoodCopy, // damaged, no healthy copy, but the file still opens: the start goes on
+            OpenFailed, // the real opening or the upgrade failed; the file was kept as ".mdb.bad"
+            Busy,       // another program holds a lock on the file: start-up ends, nothing touched
+            Newer       // the file comes from a newer Tapisol: start-up ends, nothing touched
         };
         Kind kind;
         int textNumber;
@@ -81,6 +83,11 @@ public:
     static constexpr int TextRestored = 2220;
     static constexpr int TextNoGoodCopy = 2221;
     static constexpr int TextOpenFailed = 2222;
+    static constexpr int TextBusy = 2223;
+    static constexpr int TextNewer = 2224;
+
+    /// Whether a notice of that kind ends the start-up.
+    static bool isFatal(Notice::Kind kind);
 
     ClsMdb();
     ~ClsMdb();
@@ -147,10 +154,19 @@ public:
 private:
     void removeLeftovers();
     bool createFile(QString* error);
-    bool recoverFromCopy(const QString& reason);
+    enum class Recovery
+    {
+        Restored,   // a healthy copy took the damaged file's place
+        NoGoodCopy, // nothing to restore: the damaged file itself is tried
+        Failed      // the damaged file could not be set aside: nothing may be touched
+    };
+    Recovery recoverFromCopy(const QString& reason);
+    bool holdsUserData(const QString& copy) const;
+    bool refuse(MdbFiles::Check::Status status, const QString& reason);
+    bool openAndVerify(bool afterDamage);
     bool restoreFrom(const QString& copy);
     void makeBackup(MdbFiles::Depth depth);
-    bool openConnection(QString* error);
+    MdbFiles::Check::Status openConnection(QString* error);
     void failOpening(const QString& error);
     bool createTable(const char* tableName);
     void refillLanguageTable(const char* tableName);
@@ -161,6 +177,7 @@ private:
     QString m_name;
     QString m_languageFolder;
     bool m_copiesEnabled = true;
+    bool m_createdNow = false; // the file was made by this start: it holds nothing of the user's
     Notifier m_notifier;
     Clock m_clock;
     std::unique_ptr<SQLite::Database> m_db;

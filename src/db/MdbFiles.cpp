@@ -85,25 +85,50 @@ QString temporaryName(const QString& target)
     return target + QStringLiteral(".tmp");
 }
 
+bool isLockError(int sqliteCode)
+{
+    const int primary = sqliteCode & 0xff;
+    return primary == SQLITE_BUSY || primary == SQLITE_LOCKED;
+}
+
+Check::Status statusOfError(int sqliteCode)
+{
+    if (isLockError(sqliteCode))
+        return Check::Status::Busy;
+    const int primary = sqliteCode & 0xff;
+    if (primary == SQLITE_READONLY || primary == SQLITE_PERM)
+        return Check::Status::ReadOnly;
+    return Check::Status::Damaged;
+}
+
 Check checkFile(const QString& path, int maxVersion, Depth depth)
 {
+    using Status = Check::Status;
     const QFileInfo info(path);
     if (!info.exists())
-        return {false, QStringLiteral("fichier absent"), 0};
+        return {Status::Damaged, QStringLiteral("fichier absent"), 0};
     // SQLite takes an empty file for a new, empty database; beside a copy it is a lost one.
     if (info.size() == 0)
-        return {false, QStringLiteral("fichier vide"), 0};
+        return {Status::Damaged, QStringLiteral("fichier vide"), 0};
     try {
-        SQLite::Database db(path.toStdString(), SQLite::OPEN_READWRITE, 2000);
-        const QString problems = depth == Depth::Full ? quickCheck(db) : QString();
-        if (!problems.isEmpty())
-            return {false, QStringLiteral("quick_check : ") + problems, 0};
+        SQLite::Database db(path.toStdString(), SQLite::OPEN_READWRITE, LockWaitMs);
+        // A program holding the write lock (a backup tool, the sqlite3 shell in a transaction)
+        // would make every later write fail: found here, where nothing has been changed yet.
+        db.exec("BEGIN IMMEDIATE");
+        db.exec("ROLLBACK");
+        // The version first: a newer layout may hold what our check takes for damage.
         const int version = userVersion(db);
         if (version > maxVersion)
-            return {false, QStringLiteral("version %1 plus récente que %2").arg(version).arg(maxVersion), version};
-        return {true, {}, version};
+            return {
+                Status::Newer, QStringLiteral("version %1 plus récente que %2").arg(version).arg(maxVersion), version};
+        const QString problems = depth == Depth::Full ? quickCheck(db) : QString();
+        if (!problems.isEmpty())
+            return {Status::Damaged, QStringLiteral("quick_check : ") + problems, 0};
+        return {Status::Ok, {}, version};
+    } catch (const SQLite::Exception& e) {
+        return {statusOfError(e.getExtendedErrorCode()), describe(e), 0};
     } catch (const std::exception& e) {
-        return {false, describe(e), 0};
+        return {Status::Damaged, describe(e), 0};
     }
 }
 
@@ -124,7 +149,7 @@ QMap<QString, qint64> rowCounts(SQLite::Database& db)
 bool verifyCopy(const QString& path, const QMap<QString, qint64>& counts, int version, QString* error, Depth depth)
 {
     const Check check = checkFile(path, version, depth);
-    if (!check.ok) {
+    if (!check.ok()) {
         *error = check.reason;
         return false;
     }

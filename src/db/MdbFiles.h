@@ -31,10 +31,29 @@ QString temporaryName(const QString& target);
 
 struct Check
 {
-    bool ok = false;
+    enum class Status
+    {
+        Ok,
+        Damaged, // missing, empty, not a database, or failing its check
+        Busy,    // another program holds a lock on it: nothing can be said about its health
+        Newer,   // a healthy file written by a newer layout than ours
+        ReadOnly // the file or its folder cannot be written (permissions, a read-only mount)
+    };
+    Status status = Status::Damaged;
     QString reason; // why the file is unusable, in a few words
     int version = 0;
+
+    bool ok() const { return status == Status::Ok; }
 };
+
+/// True when an SQLite error code (plain or extended) says that another connection holds a lock.
+bool isLockError(int sqliteCode);
+
+/// The status an SQLite failure stands for: Busy, ReadOnly, or else Damaged.
+Check::Status statusOfError(int sqliteCode);
+
+/// How long a trial opening waits for another program to let go of the file.
+inline constexpr int LockWaitMs = 5000;
 
 /// How much checkFile() looks at.
 enum class Depth
@@ -44,8 +63,9 @@ enum class Depth
 };
 
 /// Opens the file once (read-write, never creating it), runs PRAGMA quick_check (unless only the
-/// header is asked for) and reads its layout version; the file is unusable when it is missing,
-/// empty, not a database, damaged, or written by a newer layout than `maxVersion`.
+/// header is asked for) and reads its layout version. A lock held by another program is waited
+/// for up to LockWaitMs and then reported as Busy, a layout above `maxVersion` as Newer, a file
+/// that cannot be written as ReadOnly: none of them says that the file is damaged.
 Check checkFile(const QString& path, int maxVersion, Depth depth = Depth::Full);
 
 /// Remembers the exact state of a file that has just been checked in full (device, inode, size,

@@ -13,6 +13,8 @@
 #include <QCloseEvent>
 #include <QFile>
 #include <QListWidget>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QtConcurrent>
 #include <QtTest>
 
@@ -200,6 +202,39 @@ private slots:
         QVERIFY(Startup::helpFileFor(QStringLiteral("ENG")).endsWith(QStringLiteral("help/ENG/index.html")));
         QVERIFY(Startup::helpFileFor(QStringLiteral("DEU")).endsWith(QStringLiteral("help/FRA/index.html")));
         QVERIFY(QFile::exists(Startup::helpFileFor(QStringLiteral("FRA"))));
+    }
+
+    // A language whose file is there but cannot be read, or holds no text, is no language: French
+    // is used, and the texts are French ones, never "#311".
+    void unusableLanguageFileFallsBackToFrench_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("no text in it") << QByteArray("; ENG\n[Messages]\nnot a text\n\x00\xff\xfe", 22);
+        QTest::newRow("dangling link") << QByteArray("->");
+    }
+
+    void unusableLanguageFileFallsBackToFrench()
+    {
+        QFETCH(QByteArray, content);
+        QTemporaryDir data;
+        QVERIFY(QDir().mkpath(data.filePath(QStringLiteral("lang"))));
+        QVERIFY(QFile::copy(InterfaceTexts::languageFile(QStringLiteral("FRA")), data.filePath("lang/FRA.lng")));
+        const QString english = data.filePath(QStringLiteral("lang/ENG.lng"));
+        QFile f(english);
+        if (content == "->")
+            QVERIFY(QFile::link(data.filePath(QStringLiteral("nowhere")), english));
+        else
+            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(content) == content.size());
+        f.close();
+        qputenv("TAPISOL_DATA_DIR", data.path().toUtf8());
+        const auto restore = qScopeGuard([] { qunsetenv("TAPISOL_DATA_DIR"); });
+        QVERIFY(!InterfaceTexts::languageExists(QStringLiteral("ENG")));
+        QCOMPARE(Startup::settleLanguage(QStringLiteral("ENG")), QStringLiteral("FRA"));
+        InterfaceTexts texts;
+        QVERIFY(!texts.load(QStringLiteral("ENG")));
+        QVERIFY(texts.load(Startup::settleLanguage(QStringLiteral("ENG"))));
+        QCOMPARE(texts.text(311), QStringLiteral("est déjà en cours d'exécution."));
     }
 
     void unloadAllSparesTheShellForms()

@@ -192,7 +192,7 @@ class TestMdbCrash : public QObject, MdbTest::Fixture
                      "sum(Texte = 'texte ' || NumeroNote AND TxtAlign = 0) FROM Agenda JOIN AlarmeTxt "
                      "ON NumeroNote = Agenda.Numero"),
             QStringLiteral("%1|%1|%1|%1").arg(OldNotes));
-        QVERIFY(MdbFiles::checkFile(copy("109.mdb"), MdbSchema::Version).ok);
+        QVERIFY(MdbFiles::checkFile(copy("109.mdb"), MdbSchema::Version).ok());
         SQLite::Database saved(copy("109.mdb").toStdString());
         QCOMPARE(rows(saved, "SELECT count(*) FROM Agenda"), QString::number(OldNotes));
         QVERIFY(!saved.tableExists("Albums"));

@@ -13,6 +13,20 @@ class TestE2eStartup : public E2eTest
 {
     Q_OBJECT
 
+    static bool waitForWindow(const QString& pattern)
+    {
+        return !E2eSession::run(QStringLiteral("timeout 10 xdotool search --sync --onlyvisible --name"), {pattern})
+                    .trimmed()
+                    .isEmpty();
+    }
+
+    // SIGTERM to a process that waits on a message box: it must be gone within a second.
+    static bool endsWithinASecond(QProcess* process)
+    {
+        ::kill(pid_t(process->processId()), SIGTERM);
+        return process->waitForFinished(1000) && process->exitStatus() == QProcess::NormalExit;
+    }
+
 private slots:
     void traceSessionAndExitCommand()
     {
@@ -51,15 +65,16 @@ private slots:
             QFileInfo(QStringLiteral(TAPISOL_PROGRAM)).absolutePath());
     }
 
-    // A second launch is refused while an instance runs, but one killed outright blocks no one.
+    // A second launch is refused while an instance runs, and its message box gives way to
+    // SIGTERM at once; one killed outright blocks no one.
     void secondInstanceIsRefused()
     {
         QProcess* first = s->startLoaded();
         QVERIFY(first);
         QProcess* second = s->start({});
         // The refusal is a message box titled with the program's name; nothing else opens.
-        QVERIFY(E2eSession::pressReturnIn(QStringLiteral("^Tapisol$")));
-        QVERIFY(second->waitForFinished(15000));
+        QVERIFY(waitForWindow(QStringLiteral("^Tapisol$")));
+        QVERIFY(endsWithinASecond(second));
         QCOMPARE(second->exitCode(), 1);
         // The refused launch never reached the database or the tray.
         QCOMPARE(s->log().count(QStringLiteral("M1 Init DataBases")), 1);
@@ -71,6 +86,32 @@ private slots:
         QProcess* next = s->startLoaded();
         QVERIFY(next);
         QVERIFY(s->exit(next));
+    }
+
+    // An exception in a start-up step, or in the tray form's load, is reported like one in the
+    // event loop: the report dialog opens, and once it is closed the program runs.
+    void faultDuringStartIsReported_data()
+    {
+        QTest::addColumn<QString>("step");
+        QTest::newRow("language") << QStringLiteral("4 Langue");
+        QTest::newRow("tray form") << QStringLiteral("14 Systray");
+    }
+
+    void faultDuringStartIsReported()
+    {
+        QFETCH(QString, step);
+        qputenv("TAPISOL_FAULT_AT", step.toUtf8());
+        QProcess* tapisol = s->start({QStringLiteral("/trace")});
+        qunsetenv("TAPISOL_FAULT_AT");
+        QVERIFY(waitForWindow(QStringLiteral("Rapport d.erreur")));
+        QVERIFY(s->log().contains(QStringLiteral("MODSTD ERRSEND")));
+        const QString report = E2eSession::run(
+            QStringLiteral("xdotool search --onlyvisible --name"), {QStringLiteral("Rapport d.erreur")});
+        E2eSession::run(QStringLiteral("xdotool key --window %1 Escape").arg(report.section(QLatin1Char('\n'), 0, 0)));
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
+        QVERIFY(s->command(9));
+        QVERIFY(s->exit(tapisol));
+        QCOMPARE(tapisol->exitCode(), 0);
     }
 
     // SIGTERM, even in the middle of start-up, takes the same road as the Exit command.
@@ -97,25 +138,26 @@ private slots:
             qPrintable(missing));
     }
 
-    // A database beyond repair, with no healthy copy: the user is told, and the program ends
-    // without a tray icon; the damaged file is kept as it was.
+    // A database beyond repair, with no healthy copy: the user is told, the real opening fails,
+    // the file is kept as ".mdb.bad" and the program ends without a tray icon. Its last message
+    // box gives way to SIGTERM at once.
     void unusableDatabaseEndsTheStart()
     {
         QDir().mkpath(s->home().tapisolDataDir());
-        QFile junk(s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb"));
+        const QString file = s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb");
+        QFile junk(file);
         QVERIFY(junk.open(QIODevice::WriteOnly) && junk.write(QByteArray(8192, 'x')) == 8192);
         junk.close();
         QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
-        // Every message box of the start (damaged, then no good copy) is answered.
-        QTRY_VERIFY_WITH_TIMEOUT(
-            (E2eSession::pressReturnIn(QStringLiteral("^Tapisol$"), false), tapisol->state() == QProcess::NotRunning),
-            15000);
-        QVERIFY(s->log().contains(QStringLiteral("ClsMdb Message 246 : ")));
-        QVERIFY(s->log().contains(QStringLiteral("ClsMdb Message 2221 : ")));
+        QVERIFY(s->waitForLog(QStringLiteral("ClsMdb Message 246 : ")));
+        QVERIFY(E2eSession::pressReturnIn(QStringLiteral("^Tapisol$")));
+        QVERIFY(s->waitForLog(QStringLiteral("ClsMdb Message 2222 : ")));
+        QVERIFY(waitForWindow(QStringLiteral("^Tapisol$")));
+        QVERIFY(endsWithinASecond(tapisol));
         QCOMPARE(tapisol->exitCode(), 1);
-        QVERIFY(s->log().contains(QStringLiteral("M1 Init DataBases MdbName=")));
         QVERIFY(!s->log().contains(QStringLiteral("M1 Load Systray Form")));
-        QVERIFY(QFile::exists(s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb.ERR")));
+        for (const QString& kept : {file, file + QStringLiteral(".ERR"), file + QStringLiteral(".bad")})
+            QCOMPARE(QFileInfo(kept).size(), 8192);
     }
 
     void noTraceNoLogFile()
