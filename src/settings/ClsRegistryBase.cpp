@@ -105,6 +105,12 @@ QVariant asReadValue(const SettingRow& row, const QVariant& stored)
 
 QVariant booleanValue(const SettingRow& row, const QVariant& stored)
 {
+    // The texts that older versions wrote for true and false.
+    const QString text = stored.typeId() == QMetaType::QString ? stored.toString().trimmed() : QString();
+    if (text.compare(QLatin1String("yes"), Qt::CaseInsensitive) == 0)
+        return -1;
+    if (text.compare(QLatin1String("no"), Qt::CaseInsensitive) == 0)
+        return 0;
     const std::optional<double> number = numberOf(stored);
     if (number && (*number == -1.0 || *number == 0.0))
         return wholeNumber(*number);
@@ -117,14 +123,11 @@ QVariant textValue(const QString& fallback, const QVariant& stored)
     return text.trimmed().isEmpty() ? fallback : text;
 }
 
-// The first-run source is the Pictures folder; an old "0" meant "no folder".
+// Empty, or the old "0", is no folder at all (the first run stores the Pictures folder instead).
 QVariant sourceFolderValue(const QVariant& stored)
 {
     const QString text = textOf(stored);
-    if (!text.trimmed().isEmpty() && text.trimmed() != QLatin1String("0"))
-        return text;
-    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
-    return QFileInfo(pictures).isDir() ? pictures : QString();
+    return text.trimmed().isEmpty() || text.trimmed() == QLatin1String("0") ? QString() : text;
 }
 
 QVariant logOnValue(const SettingRow& row, const QVariant& stored)
@@ -140,11 +143,18 @@ QVariant logOnValue(const SettingRow& row, const QVariant& stored)
 } // namespace
 
 ClsRegistryBase::ClsRegistryBase(ScreenExtentProvider extent)
-    : m_tapisol(openStore(tapisolFilePath()))
+    : m_firstRun(!QFileInfo::exists(tapisolFilePath()))
+    , m_tapisol(openStore(tapisolFilePath()))
     , m_orvenne(openStore(orvenneFilePath()))
     , m_ciselor(openStore(ciselorFilePath()))
     , m_extent(std::move(extent))
-{ }
+{
+    // A user's first start begins with their Pictures folder as the source, written once: from
+    // then on an empty folder is a choice of theirs.
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    if (m_firstRun && QFileInfo(pictures).isDir())
+        set(SettingNo::Repertoire, pictures);
+}
 
 ClsRegistryBase::~ClsRegistryBase()
 {

@@ -80,6 +80,7 @@ private:
     QVariant storedValue(const SettingRow& row) const;
     QVariant positionValue(const SettingRow& row, const QVariant& stored) const;
 
+    bool m_firstRun = false; // no settings file existed when this object was made
     std::unique_ptr<QSettings> m_tapisol;
     std::unique_ptr<QSettings> m_orvenne;
     std::unique_ptr<QSettings> m_ciselor;

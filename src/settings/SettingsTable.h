@@ -34,7 +34,7 @@ enum class SettingRule : unsigned char
     Hundredths,    // Range, then returned divided by 100 as a double
     Boolean,       // -1 or 0; anything else -> default
     Text,          // empty or blank -> default
-    SourceFolder,  // Text whose default is the user's Pictures folder (when it exists)
+    SourceFolder,  // Text; empty or "0" is no folder (the first run stores the Pictures folder)
     PositionX,     // twips, tested against the screens' extent; default one inch from the left
     PositionY,     // the same, from the top
     LogOn,         // read: the autostart entry exists (-1/0); written under its own name

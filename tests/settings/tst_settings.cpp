@@ -13,7 +13,6 @@ namespace {
 
 // Two screens side by side, the left one at negative x, at 96 dpi.
 const ScreenExtent kTwoScreens {QRect(-1920, 0, 3840, 1080), 15.0};
-const QString kPictures = QStringLiteral("<Pictures>"); // the test home's Pictures folder
 
 QByteArray readFile(const QString& path)
 {
@@ -94,15 +93,20 @@ private slots:
         row("bool true", Economiseur, true, -1);
         row("bool no", SousRepertoire, "0", 0);
         row("bool one", Economiseur, "1", 0);
-        row("bool Yes", SousRepertoire, "Yes", -1);
+        // The old texts for true and false, in any letter case; other texts take the default.
+        row("bool Yes", Economiseur, "Yes", -1);
+        row("bool yES padded", Economiseur, " yES ", -1);
+        row("bool NO", SousRepertoire, "NO", 0);
+        row("bool no text", SousRepertoire, "no", 0);
+        row("bool other text", SousRepertoire, "non", -1);
         // Text: blank reads as the default, anything else is kept untrimmed.
         row("text", Langue, " ENG", " ENG");
         row("text blank", Langue, "   ", "FRA");
         row("text with a comma", FichierSon, QStringList {"a", "b"}, "a,b"); // Qt's reading of a,b
-        // The wallpaper folder: empty, or the old "0", is the Pictures folder.
+        // The wallpaper folder: empty, or the old "0", is no folder (the first run's is below).
         row("folder", Repertoire, "/srv/photos", "/srv/photos");
-        row("folder empty", Repertoire, QString(), kPictures);
-        row("folder zero", Repertoire, "0", kPictures);
+        row("folder empty", Repertoire, QString(), QString());
+        row("folder zero", Repertoire, "0", QString());
         // As stored: whole numbers come back as int, anything else untouched.
         row("as stored number", TileWallpaper, "-1", -1);
         row("as stored junk", TileWallpaper, "abc", "abc");
@@ -135,8 +139,6 @@ private slots:
         });
         if (stored.isValid())
             QCOMPARE(m_registry->set(number, stored), expected.isValid());
-        if (expected == QVariant(kPictures))
-            expected = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
         const QVariant got = m_registry->get(number);
         QCOMPARE(got.metaType(), expected.metaType());
         QCOMPARE(got, expected);
@@ -173,6 +175,21 @@ private slots:
         const QByteArray text = readFile(ClsRegistryBase::tapisolFilePath());
         QVERIFY2(text.contains("\nStopSreenSaver=-1\n"), text.constData());
         QVERIFY(text.contains("[Albums]\nWindowSate=2\n"));
+    }
+
+    // The first start writes the Pictures folder as the source, once: a later start keeps the
+    // user's "no folder", and a file of an older version with "0" means no folder too.
+    void firstRunStartsWithPictures()
+    {
+        const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+        QVERIFY(QFileInfo(pictures).isDir());
+        QCOMPARE(m_registry->get(Repertoire), QVariant(pictures));
+        QVERIFY(m_registry->set(Repertoire, QString()));
+        QVERIFY(m_registry->sync());
+        m_registry = std::make_unique<ClsRegistry>([] { return std::optional<ScreenExtent>(kTwoScreens); });
+        QCOMPARE(m_registry->get(Repertoire), QVariant(QString()));
+        reopen({{QStringLiteral("/Orvenne/Tapisol.conf"), "[Paramètres]\nRépertoire=0\nIntervalle=45\n"}});
+        QCOMPARE(m_registry->get(Repertoire), QVariant(QString()));
     }
 
     // Accented names and values survive Qt's escaped form and a plain UTF-8 file written by hand.
