@@ -107,7 +107,8 @@ void applyModeTwoLimits(double pictureWidth, double pictureHeight, const QSize& 
     result.deformationWarning
         = settings.tauxDeformation > widthDifference || settings.tauxDeformation > heightDifference;
     if (settings.bandeZoom && result.target.height() >= screen.height()) {
-        const double cut = percentDifference(result.target.height(), screen.height());
+        // Taken against the covered height, so that a picture cut by a fifth or more says so.
+        const double cut = percentDifference(screen.height(), result.target.height());
         if (cut <= -20)
             result.deformation = std::abs(cut);
     }

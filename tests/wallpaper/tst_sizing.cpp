@@ -99,6 +99,12 @@ private slots:
         QCOMPARE(computeSizing(800, 600, false, Screen, WorkArea, limits)->tileWallpaper, QStringLiteral("0"));
         limits.tauxCouverture = 72;
         QCOMPARE(computeSizing(800, 600, false, Screen, WorkArea, limits)->tileWallpaper, QStringLiteral("1"));
+
+        // Covering the screen: (1080 − 1440) × 100 / 1440 = −25, kept as a deformation of 25; a cut
+        // of (1080 − 1200) × 100 / 1200 = −10 leaves the figure of the work area (0 %).
+        const SizingSettings cover {.sizingMode = 2, .bandeZoom = true, .agranMaxi = true};
+        QCOMPARE(computeSizing(4000, 3000, false, Screen, WorkArea, cover)->deformation, 25.0);
+        QCOMPARE(computeSizing(4000, 2500, false, Screen, WorkArea, cover)->deformation, 0.0);
     }
 
     void unusableNumbersAbandonTheChange()
