@@ -28,6 +28,17 @@ bool fitsInt32(double value)
     return value >= std::numeric_limits<qint32>::min() && value <= std::numeric_limits<qint32>::max();
 }
 
+// A screen's rectangle in the device pixels the desktop and the X server count: Qt keeps each
+// screen's top-left corner where the system puts it and scales sizes and offsets from it by the
+// screen's ratio (2 at 200 %, 1.5 at 150 %).
+QRect devicePixels(const QRect& logical, const QPoint& screenOrigin, double ratio)
+{
+    const auto scaled = [ratio](int value) { return int(std::lround(value * ratio)); };
+    const QPoint offset = logical.topLeft() - screenOrigin;
+    return {screenOrigin + QPoint(scaled(offset.x()), scaled(offset.y())),
+        QSize(scaled(logical.width()), scaled(logical.height()))};
+}
+
 } // namespace
 
 void ClsMonitor::refresh()
@@ -40,14 +51,15 @@ void ClsMonitor::refresh()
         for (QScreen* screen : app->screens()) {
             Record record;
             record.handle = reinterpret_cast<quintptr>(screen);
-            record.monitor = screen->geometry();
-            record.workArea = screen->availableGeometry();
+            record.monitor = devicePixels(screen->geometry(), screen->geometry().topLeft(), screen->devicePixelRatio());
+            record.workArea
+                = devicePixels(screen->availableGeometry(), screen->geometry().topLeft(), screen->devicePixelRatio());
             record.flags = screen == primary ? PrimaryFlag : 0;
             records.append(record);
         }
-        if (primary) {
-            twipsX = 1440.0 / primary->logicalDotsPerInchX();
-            twipsY = 1440.0 / primary->logicalDotsPerInchY();
+        if (primary) { // twips are counted on the logical pixels the user sees
+            twipsX = 1440.0 / (primary->logicalDotsPerInchX() * primary->devicePixelRatio());
+            twipsY = 1440.0 / (primary->logicalDotsPerInchY() * primary->devicePixelRatio());
         }
     } else if (const auto fromX11 = x11Monitors()) {
         records = *fromX11; // a process without a GUI application asks the X server itself

@@ -21,8 +21,8 @@ public:
     struct Record
     {
         quintptr handle = 0; // identifies the screen across refreshes
-        QRect monitor;       // the monitor's rectangle in the virtual screen
-        QRect workArea;      // the part not taken by panels and docks
+        QRect monitor;       // the monitor's rectangle in the virtual screen, in device pixels
+        QRect workArea;      // the part not taken by panels and docks, in device pixels
         quint32 flags = 0;   // PrimaryFlag for the primary monitor
     };
 

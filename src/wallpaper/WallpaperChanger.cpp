@@ -174,7 +174,11 @@ void WallpaperChanger::reapply()
 
 void WallpaperChanger::monitorsChanged()
 {
-    reapply();
+    if (m_changing)
+        return; // the change under way reads the new monitors itself
+    const QScopedValueRollback changing(m_changing, true);
+    if (!m_renderer->refit())
+        TAPISOL_TRACE(QStringLiteral("SY Monitors : fond d'écran non adapté"));
 }
 
 QString WallpaperChanger::currentDescription() const

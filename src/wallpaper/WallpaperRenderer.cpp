@@ -61,9 +61,11 @@ std::optional<WallpaperRenderer::Areas> WallpaperRenderer::currentAreas()
         return std::nullopt;
     Areas areas;
     areas.monitor = QRect(monitor->left, monitor->top, monitor->width, monitor->height);
-    // One monitor: the panels' space is left free; several: the whole chosen monitor.
+    // One monitor: the work area, taken up to its right and bottom edges (a panel along the top
+    // or left edge leaves the picture the full height or width); several: the whole monitor.
     const auto work = m_monitors.count() == 1 ? m_monitors.workAreaSize(number) : monitor;
-    areas.workArea = work ? QSize(work->width, work->height) : areas.monitor.size();
+    areas.workArea = work ? QSize(work->left - monitor->left + work->width, work->top - monitor->top + work->height)
+                          : areas.monitor.size();
     const ClsMonitor::Size all = m_monitors.virtualScreen();
     areas.virtualScreen = QRect(all.left, all.top, all.width, all.height);
     return areas;
@@ -98,6 +100,14 @@ bool WallpaperRenderer::change(const QString& picture)
     TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Reg "));
     registry().setRawValue(SettingGroup::Desktop, TileValue, sizing->tileWallpaper);
     registry().setRawValue(SettingGroup::Desktop, StyleValue, sizing->wallpaperStyle);
+    if (!prepared) {
+        // Not rendered now: what goes on screen is still decoded by the helper, never here.
+        if (!prepareDecoded(
+                output, sizing->target, sizing->tileWallpaper, sizing->wallpaperStyle, *areas, &prepared, &error)) {
+            TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
+            return false;
+        }
+    }
     if (!(prepared ? showPrepared(*prepared) : applyOutput(sizing->tileWallpaper, sizing->wallpaperStyle, *areas)))
         return false;
     TAPISOL_TRACE(QStringLiteral("SY Chg WP Changed"));
@@ -108,9 +118,13 @@ bool WallpaperRenderer::change(const QString& picture)
 bool WallpaperRenderer::unchanged(const QString& picture, const SizingResult& sizing) const
 {
     const QFileInfo output(outputPath());
-    return output.exists() && registry().get(SettingNo::CurrentWallPaper).toString() == picture
-        && QFileInfo(picture).lastModified() == output.lastModified() && desktopValue(TileValue) == sizing.tileWallpaper
-        && desktopValue(StyleValue) == sizing.wallpaperStyle;
+    if (!output.exists() || registry().get(SettingNo::CurrentWallPaper).toString() != picture
+        || QFileInfo(picture).lastModified() != output.lastModified() || desktopValue(TileValue) != sizing.tileWallpaper
+        || desktopValue(StyleValue) != sizing.wallpaperStyle)
+        return false;
+    // The size too: a bitmap made before a change of resolution fits the old screen.
+    const auto rendered = m_decoder.probe(outputPath());
+    return rendered && rendered->size == sizing.target;
 }
 
 bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile,
@@ -120,8 +134,14 @@ bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& 
     QString error;
     bool saved = false;
     if (!sizing.resize && !isMetafile) {
-        // A copy, so the user may move or delete the original.
-        saved = ImageSaving::copyFile(picture, output, &error);
+        // The desktop is given a copy, so the user may move or delete the original; what goes on
+        // screen is the helper's decoding of it (oriented, any allowed format), checked first so
+        // that a file it refuses never replaces the previous wallpaper.
+        saved = prepareDecoded(
+                    picture, sizing.target, sizing.tileWallpaper, sizing.wallpaperStyle, areas, prepared, &error)
+            && ImageSaving::copyFile(picture, output, &error);
+        if (!saved)
+            prepared->reset();
     } else {
         const QImage image = m_decoder.decode(picture, sizing.target, Qt::black, &error);
         if (!image.isNull()) {
@@ -179,5 +199,36 @@ bool WallpaperRenderer::reapply()
     const auto areas = currentAreas();
     if (!areas || !QFileInfo::exists(outputPath()))
         return false;
-    return applyOutput(desktopValue(TileValue), desktopValue(StyleValue), *areas);
+    const QString tile = desktopValue(TileValue);
+    const QString style = desktopValue(StyleValue);
+    std::unique_ptr<PreparedWallpaper> prepared;
+    QString error;
+    if (!prepareDecoded(outputPath(), {}, tile, style, *areas, &prepared, &error)) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
+        return false;
+    }
+    return prepared ? showPrepared(*prepared) : applyOutput(tile, style, *areas);
+}
+
+bool WallpaperRenderer::refit()
+{
+    const QString picture = registry().get(SettingNo::CurrentWallPaper).toString();
+    if (!picture.isEmpty() && QFileInfo(picture).isFile())
+        return change(picture);
+    return reapply();
+}
+
+// The helper's decoding of `file` at `size` (its own when empty), made ready by a back end that
+// shows pixels itself. Nothing prepared, and true, for a back end that hands the file to the
+// desktop; false, with the reason, when the helper refuses the file.
+bool WallpaperRenderer::prepareDecoded(const QString& file, QSize size, const QString& tile, const QString& style,
+    const Areas& areas, std::unique_ptr<PreparedWallpaper>* prepared, QString* error)
+{
+    const QImage image = m_decoder.decode(file, size, Qt::black, error);
+    if (image.isNull())
+        return false;
+    QString notPrepared; // apply() says it again should it matter
+    *prepared = m_backend.prepare(
+        image, wallpaperStyleFromDesktopValues(tile, style), areas.monitor, areas.virtualScreen, &notPrepared);
+    return true;
 }

@@ -24,8 +24,13 @@ public:
     bool change(const QString& picture);
 
     /// Applies the rendered file again with the values it was rendered with (start-up without a
-    /// change, a monitor switched on again). False when there is nothing to apply.
+    /// change). False when there is nothing to apply.
     bool reapply();
+
+    /// After a change of the monitors (resolution, rotation, one plugged in or out): the current
+    /// picture fitted and rendered again for the new size, or, when it is gone, the rendered file
+    /// applied again. False when the wallpaper could not follow.
+    bool refit();
 
     /// Where the rendered wallpaper lives: Tapisol.bmp in the data folder.
     static QString outputPath();
@@ -46,6 +51,8 @@ private:
     bool showPrepared(PreparedWallpaper& prepared);
     bool unchanged(const QString& picture, const SizingResult& sizing) const;
     bool applyOutput(const QString& tile, const QString& style, const Areas& areas);
+    bool prepareDecoded(const QString& file, QSize size, const QString& tile, const QString& style, const Areas& areas,
+        std::unique_ptr<PreparedWallpaper>* prepared, QString* error);
 
     ClsMonitor& m_monitors;
     ImageDecoder& m_decoder;

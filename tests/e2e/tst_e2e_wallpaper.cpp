@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QtTest>
 
@@ -61,14 +62,14 @@ QImage solid(QRgb colour)
 // they pass them all.
 // Windows (the tray host, the trace window) cover parts of the root here: the published pixmap is
 // checked at the same points rather than compared whole with what the root shows.
-QString rootMismatches(const QList<PixelCheck>& checks)
+QString rootMismatches(const QList<PixelCheck>& checks, int lossy = 0)
 {
     RootProbe probe;
-    const QString onRoot = probe.mismatches(probe.grab(probe.root()), checks);
+    const QString onRoot = probe.mismatches(probe.grab(probe.root()), checks, lossy);
     const xcb_pixmap_t published = probe.pixmapProperty("_XROOTPMAP_ID");
     if (published == XCB_NONE || published != probe.pixmapProperty("ESETROOT_PMAP_ID"))
         return QStringLiteral("the root properties do not name one pixmap");
-    return onRoot + probe.mismatches(probe.grab(published), checks);
+    return onRoot + probe.mismatches(probe.grab(published), checks, lossy);
 }
 
 } // namespace
@@ -180,6 +181,124 @@ private slots:
         QCOMPARE(rootMismatches(red), QString());
         QVERIFY(s->exit(tapisol));
         QCOMPARE(rootMismatches(red), QString()); // the wallpaper outlives the program that set it
+    }
+
+    // The picture fills the screen in the pixels the X server counts, whatever Qt's scale, and
+    // with one monitor it is fitted to the work area's right and bottom edges: a panel along the
+    // top or the left edge leaves it the full height.
+    void fitsTheScreenInDevicePixels_data()
+    {
+        QTest::addColumn<QByteArray>("scale");
+        QTest::addColumn<QString>("workArea");
+        QTest::newRow("scale 2") << QByteArray("2") << QString();
+        QTest::newRow("scale 1.5") << QByteArray("1.5") << QString();
+        QTest::newRow("panel along the top") << QByteArray() << QStringLiteral("0,40,1280,760");
+        QTest::newRow("panel along the left") << QByteArray() << QStringLiteral("300,0,980,800");
+    }
+
+    void fitsTheScreenInDevicePixels()
+    {
+        QFETCH(QByteArray, scale);
+        QFETCH(QString, workArea);
+        if (QGuiApplication::screens().size() != 1)
+            QSKIP("needs a single 1280 × 800 screen");
+        configure();
+        if (!workArea.isEmpty())
+            E2eSession::run(QStringLiteral("xprop -root -format _NET_WORKAREA 32c -set _NET_WORKAREA ") + workArea);
+        const auto restore = qScopeGuard([] {
+            qunsetenv("QT_SCALE_FACTOR");
+            E2eSession::run(QStringLiteral("xprop -root -remove _NET_WORKAREA"));
+        });
+        if (!scale.isEmpty())
+            qputenv("QT_SCALE_FACTOR", scale);
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed")));
+        // 800 × 600 fitted to 1280 × 800: 1067 × 800, centred with black bands.
+        QCOMPARE(rootMismatches(quarterChecks(QRect(106, 0, 1067, 800)) << PixelCheck {{50, 400}, Black}), QString());
+        QCOMPARE(QImage(WallpaperRenderer::outputPath()).size(), QSize(1067, 800));
+        QVERIFY(s->exit(tapisol));
+    }
+
+    // Shown at its own size (mode 3), a picture is still decoded by the helper: a phone's
+    // portrait photo stands upright, a HEIF picture shows. The start's re-apply, without a
+    // change, shows the same.
+    void ownSizeGoesThroughTheDecoder_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QRect>("shown");
+        QTest::addColumn<QList<QRgb>>("corners"); // top-left, top-right, bottom-left, bottom-right
+        // Stored 400 × 300 with EXIF orientation 6: shown turned a quarter clockwise.
+        QTest::newRow("EXIF-rotated JPEG")
+            << QStringLiteral("turned.jpg") << QRect(490, 200, 300, 400) << QList<QRgb> {Blue, Red, White, Green};
+        QTest::newRow("HEIF") << QStringLiteral("quarters.heic") << QRect(440, 250, 400, 300)
+                              << QList<QRgb> {Red, Green, Blue, White};
+    }
+
+    void ownSizeGoesThroughTheDecoder()
+    {
+        QFETCH(QString, file);
+        QFETCH(QRect, shown);
+        QFETCH(QList<QRgb>, corners);
+        if (QGuiApplication::screens().size() != 1)
+            QSKIP("needs a single 1280 × 800 screen");
+        const QString folder = s->home().path() + QStringLiteral("/own/");
+        QVERIFY(QDir().mkpath(folder) && quadrantPicture({400, 300}).save(folder + QStringLiteral("q.png")));
+        const QString made = file.endsWith(QLatin1String(".jpg"))
+            ? E2eSession::run(QStringLiteral("sh -c"),
+                {QStringLiteral("cd %1 && convert q.png -quality 98 q.jpg && exiftool -q -n -Orientation=6 -o %2 "
+                                "q.jpg && rm q.png q.jpg && echo ok")
+                        .arg(folder, file)})
+            : E2eSession::run(QStringLiteral("sh -c"),
+                {QStringLiteral("cd %1 && convert q.png -quality 95 %2 && rm q.png && echo ok").arg(folder, file)});
+        QCOMPARE(made, QStringLiteral("ok"));
+        {
+            QSettings settings = s->configFile();
+            settings.setValue(QStringLiteral("Paramètres/Répertoire"), folder);
+            settings.setValue(QStringLiteral("Paramètres/SizingMode"), 3);
+            settings.setValue(QStringLiteral("Paramètres/SousRépertoire"), 0);
+            settings.setValue(QStringLiteral("Paramètres/SelectRandom"), 0);
+            settings.setValue(QStringLiteral("Paramètres/StartChange"), -1);
+        }
+        const QList<PixelCheck> checks {{shown.topLeft() + QPoint(30, 30), corners[0]},
+            {shown.topRight() + QPoint(-30, 30), corners[1]}, {shown.bottomLeft() + QPoint(30, -30), corners[2]},
+            {shown.bottomRight() - QPoint(30, 30), corners[3]}, {{100, 400}, Black}};
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY2(s->waitForLog(QStringLiteral("SY Chg WP Changed")), qPrintable(s->log().right(1500)));
+        QCOMPARE(rootMismatches(checks, 24), QString());
+        QCOMPARE(contents(WallpaperRenderer::outputPath()), contents(folder + file)); // the copy stays
+        QVERIFY(s->exit(tapisol));
+
+        E2eSession::run(QStringLiteral("xsetroot -solid black"));
+        {
+            QSettings settings = s->configFile();
+            settings.setValue(QStringLiteral("Paramètres/StartChange"), 0);
+        }
+        tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Load, End"), 2));
+        QTRY_COMPARE(rootMismatches(checks, 24), QString());
+        QVERIFY(s->exit(tapisol));
+    }
+
+    // A change of resolution (the X screen's monitor made smaller, as a RandR change does) has
+    // the current picture fitted and rendered again for the new size.
+    void refitsAfterAResolutionChange()
+    {
+        if (QGuiApplication::screens().size() != 1)
+            QSKIP("needs a single 1280 × 800 screen");
+        configure();
+        QProcess* tapisol = s->start({QStringLiteral("/trace"), QStringLiteral("/silent")});
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed")));
+        const QString output = E2eSession::run(QStringLiteral("xrandr"))
+                                   .section(QLatin1Char('\n'), 1, 1)
+                                   .section(QLatin1Char(' '), 0, 0);
+        E2eSession::run(QStringLiteral("xrandr --setmonitor tapisol-small 1024/200x768/150+0+0 ") + output);
+        const auto restore = qScopeGuard([] { E2eSession::run(QStringLiteral("xrandr --delmonitor tapisol-small")); });
+        QVERIFY(s->waitForLog(QStringLiteral("SY Monitors 1")));
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed"), 2));
+        // 800 × 600 fitted to 1024 × 768 exactly, from the top-left corner.
+        QCOMPARE(QImage(WallpaperRenderer::outputPath()).size(), QSize(1024, 768));
+        QCOMPARE(rootMismatches(quarterChecks(QRect(0, 0, 1024, 768))), QString());
+        QVERIFY(s->exit(tapisol));
     }
 
     // The renderer: the same picture twice with the same settings rewrites nothing, and still

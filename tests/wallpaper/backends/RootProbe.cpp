@@ -36,9 +36,9 @@ QImage RootProbe::grab(xcb_drawable_t drawable) const
     return image;
 }
 
-QString RootProbe::mismatches(const QImage& image, const QList<PixelCheck>& checks) const
+QString RootProbe::mismatches(const QImage& image, const QList<PixelCheck>& checks, int lossy) const
 {
-    const int tolerance = rootDepth() > 16 ? 0 : 8;
+    const int tolerance = std::max(lossy, rootDepth() > 16 ? 0 : 8);
     const auto near = [tolerance](int a, int b) { return std::abs(a - b) <= tolerance; };
     QString result;
     for (const auto& [point, expected] : checks) {

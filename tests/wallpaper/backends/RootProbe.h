@@ -30,7 +30,8 @@ public:
     QImage grab(xcb_drawable_t drawable) const;
     /// The checks `image` fails, one line each; empty when it passes them all. On a 16-bit
     /// screen, colours need only be as close as that screen can show.
-    QString mismatches(const QImage& image, const QList<PixelCheck>& checks) const;
+    /// `lossy`: how far each channel may stray, for pictures from a lossy format.
+    QString mismatches(const QImage& image, const QList<PixelCheck>& checks, int lossy = 0) const;
     /// The checks the root window fails, and a line when _XROOTPMAP_ID and ESETROOT_PMAP_ID do
     /// not both name a pixmap that holds exactly what the root shows.
     QString rootMismatches(const QList<PixelCheck>& checks) const;

@@ -36,20 +36,17 @@ bool loadPicture(const QString& file, QImage* picture, QString* error)
     return true;
 }
 
-// The target area in root-window pixels. The virtual screen is the root window; when Qt works in
-// logical pixels (a device pixel ratio above 1) the two sizes differ and the area is scaled along.
-QRect toRootPixels(const QRect& target, QRect virtualScreen, const QSize& rootSize)
+// The target area in root-window pixels: the virtual screen's corner is the root's. Both are in
+// device pixels already; monitors that leave part of the root uncovered (a RandR monitor smaller
+// than the screen) leave that part as it is rather than stretching the areas over it.
+QRect toRootPixels(const QRect& target, QRect virtualScreen)
 {
-    if (virtualScreen.isEmpty())
-        virtualScreen = QRect(QPoint(0, 0), rootSize);
-    const double sx = double(rootSize.width()) / virtualScreen.width();
-    const double sy = double(rootSize.height()) / virtualScreen.height();
     // In floating point and bounded, so that an absurd rectangle is refused rather than overflowing.
-    const auto toPixels = [](double value, double scale) { return qRound(std::clamp(value * scale, -1e9, 1e9)); };
-    const int left = toPixels(double(target.x()) - virtualScreen.x(), sx);
-    const int top = toPixels(double(target.y()) - virtualScreen.y(), sy);
-    const int right = toPixels(double(target.x()) + target.width() - virtualScreen.x(), sx);
-    const int bottom = toPixels(double(target.y()) + target.height() - virtualScreen.y(), sy);
+    const auto toPixels = [](double value) { return qRound(std::clamp(value, -1e9, 1e9)); };
+    const int left = toPixels(double(target.x()) - virtualScreen.x());
+    const int top = toPixels(double(target.y()) - virtualScreen.y());
+    const int right = toPixels(double(target.x()) + target.width() - virtualScreen.x());
+    const int bottom = toPixels(double(target.y()) + target.height() - virtualScreen.y());
     return QRect(left, top, right - left, bottom - top);
 }
 
@@ -274,7 +271,7 @@ public:
         if (!m_format.init(m_connection.setup(), m_connection.screen(), error))
             return false;
         RootPixmap& root = m_root.emplace(m_connection, m_format);
-        const QRect area = toRootPixels(targetArea, virtualScreen, root.size());
+        const QRect area = toRootPixels(targetArea, virtualScreen);
         const QRect visible = area.intersected(QRect(QPoint(0, 0), root.size()));
         if (visible.isEmpty()) {
             return fail(error,
