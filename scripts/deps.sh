@@ -20,7 +20,7 @@ package_packages=(
     debhelper dpkg-dev fakeroot lintian appstream desktop-file-utils
 )
 test_packages=(
-    xvfb xauth trayer xdotool x11-utils x11-xserver-utils imagemagick sqlite3
+    xvfb xauth trayer xfce4-panel xdotool x11-utils x11-xserver-utils imagemagick sqlite3
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
     procps psmisc desktop-file-utils libimage-exiftool-perl
     xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev

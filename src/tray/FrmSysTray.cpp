@@ -6,6 +6,7 @@
 #include "ClsMonitor.h"
 #include "ClsRegistry.h"
 #include "FrmAbout.h"
+#include "HotkeyText.h"
 #include "InterfaceTexts.h"
 #include "SoundService.h"
 #include "SplashScreen.h"
@@ -18,6 +19,7 @@
 #include <QCursor>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QMenu>
@@ -37,6 +39,19 @@ const QString AutoModeValue = QStringLiteral("ModeAuto");
 const QString TranslationPage = QStringLiteral("https://tapisol.orvenne.org/traduction");
 // The windows a left click on the icon brings forward.
 const char* const RaisedForms[] = {"FrmNotes", "FrmAssistSon", "FrmParam", "FrmAgenda"};
+
+// Whether a StatusNotifierItem host is registered on the session bus, as Qt asks it before it
+// makes a tray icon one.
+bool statusNotifierHostRegistered()
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.kde.StatusNotifierWatcher"),
+        QStringLiteral("/StatusNotifierWatcher"), QStringLiteral("org.freedesktop.DBus.Properties"),
+        QStringLiteral("Get"));
+    call << QStringLiteral("org.kde.StatusNotifierWatcher") << QStringLiteral("IsStatusNotifierHostRegistered");
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 1000);
+    return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty()
+        && reply.arguments().first().value<QDBusVariant>().variant().toBool();
+}
 
 // The window of the XEmbed tray host of the screen, 0 when none runs; -1 off X11. Qt notices a
 // new tray host by a message it may miss under load, so the tray form looks for itself.
@@ -137,6 +152,7 @@ void FrmSysTray::load()
     m_timerCloche.start(2000);
     watchScreens();
     m_loaded = true;
+    refreshMenu();
     TAPISOL_TRACE(QStringLiteral("SY Load, End"));
 }
 
@@ -193,6 +209,7 @@ void FrmSysTray::turnTimer(bool on)
     TAPISOL_TRACE(QStringLiteral("SY TurnTimer ") + QString::number(on ? 1 : 0));
     m_schedule.turn(on, appClock().now(), intervalMinutes());
     registry().setRawValue(SettingGroup::Parametres, AutoModeValue, on ? -1 : 0);
+    refreshMenu();
 }
 
 int FrmSysTray::intervalMinutes() const
@@ -204,6 +221,9 @@ void FrmSysTray::timerSecondTick()
 {
     keepIconDocked();
     m_second->tick();
+    // Whatever changed the state meanwhile (a hot key, `--command`, the settings), the exported
+    // menu follows within the second; unchanged items are left alone.
+    refreshMenu();
 }
 
 // --- the icon ---------------------------------------------------------------------------------
@@ -211,12 +231,17 @@ void FrmSysTray::timerSecondTick()
 void FrmSysTray::putIconInTray()
 {
     if (!m_icon) {
+        // Qt makes the icon a StatusNotifierItem when a host has registered by now, an XEmbed
+        // icon otherwise; the menu's look and the activation follow the same choice.
+        m_statusNotifier = statusNotifierHostRegistered();
         QIcon icon(AppPaths::readOnlyDataDir() + QStringLiteral("icons/tapisol.svg"));
         m_icon = new QSystemTrayIcon(icon, this);
         m_icon->setToolTip(programTitle());
         connect(m_icon, &QSystemTrayIcon::activated, this, &FrmSysTray::onActivated);
-        m_menu = new QMenu(this);
-        m_menu->setObjectName(QStringLiteral("MnuSysTray"));
+        buildMenu();
+        m_icon->setContextMenu(m_menu);
+        TAPISOL_TRACE(QStringLiteral("SY, Intray ")
+            + (m_statusNotifier ? QStringLiteral("StatusNotifierItem") : QStringLiteral("XEmbed")));
     }
     m_trayHost = trayHostWindow();
     m_iconDocked = m_trayHost > 0 || QSystemTrayIcon::isSystemTrayAvailable();
@@ -249,34 +274,75 @@ void FrmSysTray::onActivated(QSystemTrayIcon::ActivationReason reason)
 {
     switch (reason) {
     case QSystemTrayIcon::Trigger:
-        raiseOpenForms();
+        // A StatusNotifierItem host sends one activation where XEmbed tells a click from a
+        // double click: it stands for both, the open windows first, else the default command.
+        if (!raiseOpenForms() && m_statusNotifier)
+            runDefaultCommand();
         break;
     case QSystemTrayIcon::DoubleClick:
-        if (!m_busy)
-            m_dispatcher.run(registry().get(SettingNo::MenuOptionDefaut).toInt());
+        runDefaultCommand();
         break;
     case QSystemTrayIcon::Context:
-        if (!m_busy)
-            showContextMenu();
+        // XEmbed: Qt has opened the menu already. A StatusNotifierItem host that asks for the
+        // menu rather than drawing the exported one gets it under the pointer.
+        if (m_statusNotifier && !m_menu->isVisible())
+            m_menu->popup(QCursor::pos());
         break;
     default:
         break;
     }
 }
 
-void FrmSysTray::raiseOpenForms()
+void FrmSysTray::runDefaultCommand()
 {
+    if (!m_busy)
+        m_dispatcher.run(registry().get(SettingNo::MenuOptionDefaut).toInt());
+    refreshMenu();
+}
+
+bool FrmSysTray::raiseOpenForms()
+{
+    bool raised = false;
     for (QWidget* widget : QApplication::topLevelWidgets()) {
         for (const char* name : RaisedForms) {
             if (widget->objectName() == QLatin1String(name) && widget->isVisible()) {
                 widget->raise();
                 widget->activateWindow();
+                raised = true;
             }
         }
     }
+    return raised;
 }
 
-void FrmSysTray::showContextMenu()
+// One action per entry of the menu model, made once: a host that exported the menu keeps the
+// same items, and refreshMenu() changes their captions, marks and shortcuts in place.
+void FrmSysTray::buildMenu()
+{
+    m_menu = new QMenu(this);
+    m_menu->setObjectName(QStringLiteral("MnuSysTray"));
+    const QList<TrayMenuEntry> entries = currentMenuEntries();
+    for (qsizetype index = 0; index < entries.size(); ++index) {
+        if (entries[index].isSeparator()) {
+            m_menuActions << m_menu->addSeparator();
+            continue;
+        }
+        QAction* action = m_menu->addAction(QString());
+        connect(action, &QAction::triggered, this, [this, index] {
+            const QList<TrayMenuEntry> now = currentMenuEntries();
+            if (m_busy || index >= now.size())
+                return;
+            TAPISOL_TRACE(QStringLiteral("SY, MenuContext Action ") + QString::number(index));
+            m_dispatcher.run(now[index].command);
+            refreshMenu();
+        });
+        m_menuActions << action;
+    }
+    connect(m_menu, &QMenu::aboutToShow, this, &FrmSysTray::refreshMenu);
+    refreshMenu();
+}
+
+QList<TrayMenuEntry> FrmSysTray::currentMenuEntries() const
 {
     TrayMenuState state;
     state.autoMode = m_schedule.isOn();
@@ -284,30 +350,38 @@ void FrmSysTray::showContextMenu()
     state.sourceIsProject = registry().get(SettingNo::SourceProjet).toInt() != 0;
     state.agendaOnDesktop = m_agendaOnDesktop;
     state.quietAll = SoundService::instance().quietAll();
-    const QList<TrayMenuEntry> entries
-        = buildTrayMenu(state, [](int number) { return registry().get(number).toInt(); });
+    return buildTrayMenu(state, [](int number) { return registry().get(number).toInt(); });
+}
 
-    m_menu->clear();
-    for (qsizetype index = 0; index < entries.size(); ++index) {
+void FrmSysTray::refreshMenu()
+{
+    if (!m_menu)
+        return;
+    const QList<TrayMenuEntry> entries = currentMenuEntries();
+    for (qsizetype index = 0; index < entries.size() && index < m_menuActions.size(); ++index) {
         const TrayMenuEntry& entry = entries[index];
-        if (entry.isSeparator()) {
-            m_menu->addSeparator();
+        QAction* action = m_menuActions[index];
+        if (entry.isSeparator())
             continue;
-        }
         QString caption = langText(entry.captionNumber);
-        if (!entry.shortcutText.isEmpty())
+        // A host draws the shortcut of an exported item itself; the XEmbed menu shows the text
+        // after a tab, with the program's own key names.
+        if (m_statusNotifier)
+            action->setShortcut(hotkeySequence(entry.hotkeyModifiers, entry.hotkeyCode));
+        else if (!entry.shortcutText.isEmpty())
             caption += QLatin1Char('\t') + entry.shortcutText;
-        QAction* action = m_menu->addAction(caption);
+        action->setText(caption);
         action->setObjectName(entry.key);
         action->setCheckable(entry.checkable);
         action->setChecked(entry.checked);
-        const int command = entry.command;
-        connect(action, &QAction::triggered, this, [this, index, command] {
-            TAPISOL_TRACE(QStringLiteral("SY, MenuContext Action ") + QString::number(index));
-            m_dispatcher.run(command);
-        });
+        action->setEnabled(!m_busy);
     }
-    m_menu->popup(QCursor::pos());
+}
+
+void FrmSysTray::setBusy(bool busy)
+{
+    m_busy = busy;
+    refreshMenu();
 }
 
 // --- the one-second dispatcher's view ---------------------------------------------------------

@@ -3,6 +3,7 @@
 #include "AutoModeSchedule.h"
 #include "CommandDispatcher.h"
 #include "SecondDispatcher.h"
+#include "TrayMenuModel.h"
 #include "TrayServices.h"
 
 #include <QSystemTrayIcon>
@@ -48,7 +49,7 @@ public:
     QSystemTrayIcon* trayIcon() const { return m_icon; }
     bool autoMode() const { return m_schedule.isOn(); }
     bool isBusy() const { return m_busy; }
-    void setBusy(bool busy) { m_busy = busy; }
+    void setBusy(bool busy);
 
     /// Runs one tick of the one-second dispatcher (the timer calls it; tests may too).
     void timerSecondTick();
@@ -72,8 +73,11 @@ private:
     void putIconInTray();
     void keepIconDocked();
     void onActivated(QSystemTrayIcon::ActivationReason reason);
-    void showContextMenu();
-    void raiseOpenForms();
+    void buildMenu();
+    void refreshMenu();
+    void runDefaultCommand();
+    bool raiseOpenForms();
+    QList<TrayMenuEntry> currentMenuEntries() const;
     void watchScreens();
     void onScreensChanged();
     void unloadSequence();
@@ -91,6 +95,8 @@ private:
     std::unique_ptr<SecondDispatcher> m_second;
     QSystemTrayIcon* m_icon = nullptr;
     QMenu* m_menu = nullptr;
+    QList<QAction*> m_menuActions; // one per entry of the menu model, separators included
+    bool m_statusNotifier = false; // the icon is a StatusNotifierItem, its menu exported over DBusMenu
     QTimer m_timerSecond;
     QTimer m_timerCloche;
     QTimer m_screensSettle;

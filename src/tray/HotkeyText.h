@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QKeySequence>
 #include <QString>
 
 // Modifier bits of a stored hot key, as the settings keep them.
@@ -14,3 +15,7 @@ constexpr int Win = 8;
 /// always in that order, then F1-F16 for codes 112-127, the digit or letter for codes 48-57 and
 /// 65-90, else the code's number. Empty when the code is 0 (no binding).
 QString hotkeyText(int modifiers, int code);
+
+/// The same hot key as a key sequence, for menus that show shortcuts their own way (a menu
+/// exported to a StatusNotifierItem host). Empty when the code has no key of its own.
+QKeySequence hotkeySequence(int modifiers, int code);

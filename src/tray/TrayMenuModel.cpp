@@ -42,13 +42,16 @@ int quickCaption(const TrayMenuState& state)
 QList<TrayMenuEntry> buildTrayMenu(const TrayMenuState& state, const SettingReader& setting)
 {
     auto withHotkey = [&setting](TrayMenuEntry entry, int modNumber, int codeNumber) {
-        entry.shortcutText = hotkeyText(setting(modNumber), setting(codeNumber));
+        entry.hotkeyModifiers = setting(modNumber);
+        entry.hotkeyCode = setting(codeNumber);
+        entry.shortcutText = hotkeyText(entry.hotkeyModifiers, entry.hotkeyCode);
         return entry;
     };
     using namespace SettingNo;
 
     TrayMenuEntry help = item("Help", 380, 11);
     help.shortcutText = QStringLiteral("F1");
+    help.hotkeyCode = 112;
 
     // Auto mode on offers to stop it; off offers to start it.
     const TrayMenuEntry autoEntry = state.autoMode ? item("AutoOff", 366, 1) : item("AutoOn", 367, 1);

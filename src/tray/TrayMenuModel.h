@@ -5,8 +5,9 @@
 
 #include <functional>
 
-// What the tray icon's context menu shows, built afresh on each right click from the program's
-// state, so that captions, check marks and hot-key texts are never stale.
+// What the tray icon's context menu shows, computed from the program's state whenever it may have
+// changed, so that captions, check marks and hot-key texts are never stale (a StatusNotifierItem
+// host reads the entries before it shows them).
 struct TrayMenuEntry
 {
     QString key;           // "Param", "AutoOn", ...; "-" for a separator; empty for unnamed items
@@ -14,7 +15,9 @@ struct TrayMenuEntry
     int command = -1;      // command run by the dispatcher; -1 for a separator
     bool checkable = false;
     bool checked = false;
-    QString shortcutText; // shown after a tab: the hot key, or "F1" for help
+    QString shortcutText;    // shown after a tab: the hot key, or "F1" for help
+    int hotkeyModifiers = 0; // the same key as stored, for menus that show shortcuts themselves
+    int hotkeyCode = 0;
 
     bool isSeparator() const { return command < 0; }
 };

@@ -3,6 +3,10 @@
 #include <QDBusConnection>
 #include <QDBusInterface>
 #include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <QStandardPaths>
 #include <QtTest>
 
 namespace {
@@ -20,26 +24,60 @@ public slots:
     bool SetActive(bool active) { return activations << active, true; }
 };
 
-// Stands in for a desktop's StatusNotifierItem host (KDE, GNOME with its extension, …) on the
-// test's session bus, speaking the watcher's interface: items register with it.
-class StatusNotifierWatcher : public QObject
+// One item of a DBusMenu layout: its id, its properties and the items under it.
+struct MenuItem
 {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
-    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ isHostRegistered)
-    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
-
-public:
-    QStringList registered;
-    bool isHostRegistered() const { return true; }
-    QStringList items() const { return registered; }
-
-public slots:
-    void RegisterStatusNotifierItem(const QString& service, const QDBusMessage& message)
-    {
-        registered << (service.startsWith(QLatin1Char('/')) ? message.service() : service);
-    }
+    int id = 0;
+    QVariantMap properties;
+    QList<MenuItem> children;
 };
+
+MenuItem readMenuItem(const QDBusArgument& argument)
+{
+    MenuItem item;
+    argument.beginStructure();
+    argument >> item.id >> item.properties;
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        QDBusVariant child;
+        argument >> child;
+        item.children << readMenuItem(child.variant().value<QDBusArgument>());
+    }
+    argument.endArray();
+    argument.endStructure();
+    return item;
+}
+
+// The interface texts of the shipped French language file, by number.
+QHash<int, QString> frenchTexts()
+{
+    QFile file(
+        QFileInfo(QStringLiteral(TAPISOL_PROGRAM)).absolutePath() + QStringLiteral("/../share/tapisol/lang/FRA.lng"));
+    QHash<int, QString> texts;
+    if (file.open(QIODevice::ReadOnly)) {
+        for (const QString& line : QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'))) {
+            bool ok = false;
+            const int number = line.section(QLatin1Char('='), 0, 0).toInt(&ok);
+            if (ok)
+                texts.insert(number, line.section(QLatin1Char('='), 1));
+        }
+    }
+    return texts;
+}
+
+// A real StatusNotifierItem host: xfce4-panel and its status tray, on the test's own bus.
+QProcess* startStatusNotifierHost(E2eSession& s)
+{
+    QProcess* panel = s.start({QStringLiteral("--disable-wm-check")}, QStringLiteral("xfce4-panel"));
+    const bool up = QTest::qWaitFor(
+        [] {
+            QDBusInterface watcher(QStringLiteral("org.kde.StatusNotifierWatcher"),
+                QStringLiteral("/StatusNotifierWatcher"), QStringLiteral("org.kde.StatusNotifierWatcher"));
+            return watcher.isValid() && watcher.property("IsStatusNotifierHostRegistered").toBool();
+        },
+        20000);
+    return up ? panel : nullptr;
+}
 
 QProcess* startTrayHost(E2eSession& s)
 {
@@ -165,29 +203,84 @@ private slots:
         bus.unregisterObject(QStringLiteral("/org/freedesktop/ScreenSaver"));
     }
 
-    // With a StatusNotifierItem host on the bus the icon is an item of it, and the host's
-    // context-menu request opens our menu under the pointer, where the user clicked the icon.
+    // With a StatusNotifierItem host (xfce4-panel's status tray) the icon is an item of it: its
+    // menu is exported over DBusMenu with the French captions, kept current, and its entries run
+    // their commands; the host's one activation runs the default command.
     void statusNotifierHost()
     {
-        StatusNotifierWatcher watcher;
-        QDBusConnection bus = QDBusConnection::sessionBus();
-        QVERIFY(bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
-            QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties));
-        QVERIFY(bus.registerService(QStringLiteral("org.kde.StatusNotifierWatcher")));
+        if (QStandardPaths::findExecutable(QStringLiteral("xfce4-panel")).isEmpty())
+            QSKIP("xfce4-panel is not installed");
+        QVERIFY(startStatusNotifierHost(*s));
+        const QString pictures = s->home().path() + QStringLiteral("/home/Pictures/");
+        for (const char* colour : {"red", "green", "blue"}) {
+            E2eSession::run(
+                QStringLiteral("convert -size 320x200 xc:%1 %2%1.png").arg(QLatin1String(colour), pictures));
+            QVERIFY(QFileInfo::exists(pictures + QLatin1String(colour) + QStringLiteral(".png")));
+        }
+        {
+            QSettings settings = s->configFile();
+            settings.setValue(QStringLiteral("Paramètres/Répertoire"), pictures);
+            settings.setValue(QStringLiteral("Paramètres/MenuOptionDefaut"), 2); // next wallpaper
+            settings.setValue(QStringLiteral("Paramètres/SelectRandom"), 0);
+            settings.setValue(QStringLiteral("Paramètres/StartChange"), 0);
+        }
         QProcess* tapisol = s->startLoaded();
         QVERIFY(tapisol);
-        QTRY_COMPARE_WITH_TIMEOUT(watcher.registered.size(), 1, 15000);
-        QDBusInterface item(watcher.registered.first(), QStringLiteral("/StatusNotifierItem"),
-            QStringLiteral("org.kde.StatusNotifierItem"), bus);
-        QTRY_COMPARE_WITH_TIMEOUT(item.property("Title").toString(), QStringLiteral("Tapisol"), 10000);
-        QCOMPARE(item.property("Status").toString(), QStringLiteral("Active"));
-        E2eSession::run(QStringLiteral("xdotool mousemove 600 300"));
-        item.asyncCall(QStringLiteral("ContextMenu"), 600, 300);
-        QVERIFY(menuOpens());
-        E2eSession::run(QStringLiteral("xdotool key Escape"));
+        QVERIFY(s->log().contains(QStringLiteral("SY, Intray StatusNotifierItem")));
+
+        QDBusInterface watcher(QStringLiteral("org.kde.StatusNotifierWatcher"),
+            QStringLiteral("/StatusNotifierWatcher"), QStringLiteral("org.kde.StatusNotifierWatcher"));
+        QStringList items;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !(items = watcher.property("RegisteredStatusNotifierItems").toStringList()).isEmpty(), 15000);
+        const QString service = items.first().section(QLatin1Char('/'), 0, 0);
+        const QString path = QLatin1Char('/') + items.first().section(QLatin1Char('/'), 1);
+        QDBusInterface item(service, path, QStringLiteral("org.kde.StatusNotifierItem"));
+        const QString menuPath = item.property("Menu").value<QDBusObjectPath>().path();
+        QVERIFY2(menuPath.size() > 1 && menuPath != QLatin1String("/NO_DBUSMENU"), qPrintable(menuPath));
+
+        // The layout as the host reads it, before any menu was opened.
+        QDBusInterface menu(service, menuPath, QStringLiteral("com.canonical.dbusmenu"));
+        const auto layoutNow = [&menu] {
+            const QDBusMessage reply = menu.call(QStringLiteral("GetLayout"), 0, -1, QStringList());
+            return reply.arguments().size() == 2 ? readMenuItem(reply.arguments().at(1).value<QDBusArgument>())
+                                                 : MenuItem();
+        };
+        const auto labels = [](const MenuItem& root) {
+            QStringList shown;
+            for (const MenuItem& child : root.children) {
+                if (child.properties.value(QStringLiteral("type")).toString() != QLatin1String("separator"))
+                    shown << child.properties.value(QStringLiteral("label")).toString().remove(QLatin1Char('_'));
+            }
+            return shown;
+        };
+        const QHash<int, QString> french = frenchTexts();
+        QStringList expected;
+        for (int number : {363, 366, 369, 370, 532, 2026, 371, 434, 422, 380, 372, 373, 382, 2111, 418, 374})
+            expected << french.value(number);
+        MenuItem layout = layoutNow();
+        QCOMPARE(labels(layout), expected);
+
+        // Auto mode stopped from the terminal: the exported caption follows within the second.
+        QVERIFY(s->command(1));
+        expected[1] = french.value(367);
+        QTRY_COMPARE_WITH_TIMEOUT(labels(layoutNow()), expected, 5000);
+
+        // A click on "Fond d'écran suivant", as the host sends it.
+        layout = layoutNow();
+        const auto next = std::find_if(layout.children.cbegin(), layout.children.cend(), [&](const MenuItem& child) {
+            return child.properties.value(QStringLiteral("label")).toString() == french.value(369);
+        });
+        QVERIFY(next != layout.children.cend());
+        menu.call(QStringLiteral("Event"), next->id, QStringLiteral("clicked"),
+            QVariant::fromValue(QDBusVariant(QVariant(0))), 0u);
+        QVERIFY(s->waitForLog(QStringLiteral("Sy ActionMenu 2")));
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed")));
+
+        // The host's activation (a click on the icon): the default command, the next wallpaper.
+        item.call(QStringLiteral("Activate"), 0, 0);
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed"), 2));
         QVERIFY(s->exit(tapisol));
-        bus.unregisterService(QStringLiteral("org.kde.StatusNotifierWatcher"));
-        bus.unregisterObject(QStringLiteral("/StatusNotifierWatcher"));
     }
 };
 

@@ -65,6 +65,12 @@ private slots:
             {15, 48, "Ctrl+Alt+Maj+Win+0"}, {0, 127, "F16"}, {8, 128, "Win+128"}, {1, 47, "Alt+47"}, {3, 0, ""}};
         for (const auto& [modifiers, code, text] : cases)
             QCOMPARE(hotkeyText(modifiers, code), text);
+        // The same keys as key sequences, for a menu a StatusNotifierItem host draws; a code
+        // without a key of its own gives none.
+        const QList<std::tuple<int, int, QString>> sequences = {{3, 65, "Ctrl+Alt+A"}, {6, 116, "Ctrl+Shift+F5"},
+            {8, 57, "Meta+9"}, {0, 112, "F1"}, {1, 47, ""}, {3, 0, ""}};
+        for (const auto& [modifiers, code, text] : sequences)
+            QCOMPARE(hotkeySequence(modifiers, code).toString(QKeySequence::PortableText), text);
     }
 
     // Check marks, captions and hot keys follow the state and the stored settings.
@@ -83,6 +89,8 @@ private slots:
         QVERIFY(menu[7].checkable && !menu[7].checked && !menu[9].checked);
         QCOMPARE(QStringList({menu[2].shortcutText, menu[9].shortcutText, menu[11].shortcutText, menu[0].shortcutText}),
             QStringList({"Ctrl+N", "Alt+Maj+F2", "F1", ""}));
+        QCOMPARE(
+            QList<int>({menu[9].hotkeyModifiers, menu[9].hotkeyCode, menu[11].hotkeyCode}), QList<int>({5, 113, 112}));
         build({false, true, true, true, true}); // auto mode off, everything else on
         QCOMPARE(menu[1].key, QStringLiteral("AutoOn"));
         QVERIFY(menu[7].checked && menu[9].checked);
