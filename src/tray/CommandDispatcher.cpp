@@ -18,6 +18,8 @@ bool CommandDispatcher::run(int command) const
     else
         TAPISOL_TRACE(
             QStringLiteral("Sy ActionMenu ") + QString::number(command) + QStringLiteral(" pas encore disponible"));
+    if (m_afterRun)
+        m_afterRun();
     return true;
 }
 

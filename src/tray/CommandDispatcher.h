@@ -27,6 +27,11 @@ public:
     /// Whether a command has an action installed.
     bool hasAction(int command) const;
 
+    /// Called after every command that ran, whoever asked for it: what shows the program's
+    /// state (the tray menu) follows at once.
+    void setAfterRun(Action afterRun) { m_afterRun = std::move(afterRun); }
+
 private:
     std::array<Action, CommandCount> m_actions;
+    Action m_afterRun;
 };

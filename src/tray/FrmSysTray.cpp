@@ -221,9 +221,6 @@ void FrmSysTray::timerSecondTick()
 {
     keepIconDocked();
     m_second->tick();
-    // Whatever changed the state meanwhile (a hot key, `--command`, the settings), the exported
-    // menu follows within the second; unchanged items are left alone.
-    refreshMenu();
 }
 
 // --- the icon ---------------------------------------------------------------------------------
@@ -297,7 +294,6 @@ void FrmSysTray::runDefaultCommand()
 {
     if (!m_busy)
         m_dispatcher.run(registry().get(SettingNo::MenuOptionDefaut).toInt());
-    refreshMenu();
 }
 
 bool FrmSysTray::raiseOpenForms()
@@ -334,10 +330,11 @@ void FrmSysTray::buildMenu()
                 return;
             TAPISOL_TRACE(QStringLiteral("SY, MenuContext Action ") + QString::number(index));
             m_dispatcher.run(now[index].command);
-            refreshMenu();
         });
         m_menuActions << action;
     }
+    // Whatever runs a command (the menu, a hot key, `--command`), the exported menu follows.
+    m_dispatcher.setAfterRun([this] { refreshMenu(); });
     connect(m_menu, &QMenu::aboutToShow, this, &FrmSysTray::refreshMenu);
     refreshMenu();
 }
@@ -355,7 +352,7 @@ QList<TrayMenuEntry> FrmSysTray::currentMenuEntries() const
 
 void FrmSysTray::refreshMenu()
 {
-    if (!m_menu)
+    if (!m_menu || m_quitting || m_unloaded) // the settings may be gone already
         return;
     const QList<TrayMenuEntry> entries = currentMenuEntries();
     for (qsizetype index = 0; index < entries.size() && index < m_menuActions.size(); ++index) {
