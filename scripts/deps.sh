@@ -14,12 +14,13 @@ build_packages=(
     libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
     libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base
-    xdg-utils librsvg2-bin
+    xdg-utils librsvg2-bin libglib2.0-dev
 )
 package_packages=(
     debhelper dpkg-dev fakeroot lintian appstream desktop-file-utils
 )
 test_packages=(
+    cinnamon-desktop-data mate-desktop-common mate-screensaver-common sway swaybg grim pcmanfm-qt
     xvfb xauth trayer xfce4-panel xdotool x11-utils x11-xserver-utils imagemagick sqlite3
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
     procps psmisc desktop-file-utils libimage-exiftool-perl

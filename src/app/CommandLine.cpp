@@ -39,7 +39,9 @@ int applyPicture(const QString& picture, QTextStream& err)
     limits.inProcess = true; // a one-shot command: its own crash would cost only itself
     ImageDecoder decoder(limits);
     QString description;
-    const auto backend = WallpaperBackends::choose(WallpaperBackends::Session::fromEnvironment(), &description);
+    const auto backend = WallpaperBackends::choose(
+        WallpaperBackends::Session::fromEnvironment(registry().get(SettingNo::BackEndFondEcran).toString()),
+        &description);
     WallpaperRenderer renderer(monitors, decoder, *backend);
     const bool applied = renderer.change(file.absoluteFilePath());
     releaseRegistry();

@@ -4,9 +4,10 @@
 #include <climits>
 #include <string_view>
 
-// The numbered settings of Tapisol. Every number from 0 to 251 is one row of kSettings, reserved
-// numbers included, so that a setting's storage place, rule and default live in one line and the
-// getter can apply them uniformly. Callers name settings through SettingNo, never by bare number.
+// The numbered settings of Tapisol. Every number from 0 to kSettingCount - 1 is one row of
+// kSettings, reserved numbers included (from 252 on, the settings added on Linux), so that a setting's storage place,
+// rule and default live in one line and the getter can apply them uniformly. Callers name settings through SettingNo,
+// never by bare number.
 
 /// Where a setting is stored: one group of one settings file (see ClsRegistryBase).
 enum class SettingGroup : unsigned char
@@ -73,7 +74,7 @@ struct SettingRow
     }
 };
 
-inline constexpr int kSettingCount = 252;
+inline constexpr int kSettingCount = 254;
 
 namespace SettingRows {
 
@@ -412,6 +413,9 @@ inline constexpr std::array<SettingRow, kSettingCount> kSettings{{
     asRead(249, Assistants, "SndEffect", 0),
     asRead(250, Assistants, "ModAkfForModel", 0),
     asRead(251, Assistants, "ModPlaySound", 0),
+    // Added on Linux.
+    text(252, Parametres, "BackEndFondEcran", "auto"),
+    boolean(253, Parametres, "FondEcranVerrouillage", 0),
 }};
 // clang-format on
 
@@ -426,7 +430,7 @@ consteval bool settingsTableIsOrdered()
     }
     return true;
 }
-static_assert(settingsTableIsOrdered(), "kSettings must list the numbers 0..251 in order");
+static_assert(settingsTableIsOrdered(), "kSettings must list its numbers in order");
 
 /// Number of the setting stored as `name` in `group`; an unknown name fails to compile.
 consteval int settingNumber(SettingGroup group, std::string_view name)
@@ -438,7 +442,7 @@ consteval int settingNumber(SettingGroup group, std::string_view name)
     throw "unknown setting name";
 }
 
-/// The row of `number`, or nullptr outside 0..251.
+/// The row of `number`, or nullptr outside the table.
 const SettingRow* settingRow(int number);
 
 /// Named setting numbers. Names that occur under several keys carry the key's prefix:
@@ -685,5 +689,7 @@ inline constexpr int CisJPEGTaux = settingNumber(Ciselor, "JPEGTaux");
 inline constexpr int AssistSndEffect = settingNumber(Assistants, "SndEffect");
 inline constexpr int AssistModAkfForModel = settingNumber(Assistants, "ModAkfForModel");
 inline constexpr int AssistModPlaySound = settingNumber(Assistants, "ModPlaySound");
+inline constexpr int BackEndFondEcran = settingNumber(Parametres, "BackEndFondEcran");
+inline constexpr int FondEcranVerrouillage = settingNumber(Parametres, "FondEcranVerrouillage");
 // clang-format on
 } // namespace SettingNo

@@ -55,6 +55,7 @@ void ClsMonitor::refresh()
             record.workArea
                 = devicePixels(screen->availableGeometry(), screen->geometry().topLeft(), screen->devicePixelRatio());
             record.flags = screen == primary ? PrimaryFlag : 0;
+            record.name = screen->name();
             records.append(record);
         }
         if (primary) { // twips are counted on the logical pixels the user sees

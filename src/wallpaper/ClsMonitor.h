@@ -24,6 +24,7 @@ public:
         QRect monitor;       // the monitor's rectangle in the virtual screen, in device pixels
         QRect workArea;      // the part not taken by panels and docks, in device pixels
         quint32 flags = 0;   // PrimaryFlag for the primary monitor
+        QString name;        // the output's name ("HDMI-1"), empty when the system gives none
     };
 
     // Left, top, width and height of a monitor or work area in the unit asked for.
@@ -58,6 +59,12 @@ public:
     std::optional<Size> monitorSize(int number, Unit unit = Unit::Pixels) const;
     /// Work area of a monitor, with the same rules.
     std::optional<Size> workAreaSize(int number, Unit unit = Unit::Pixels) const;
+
+    /// The output name of a monitor; empty when unknown or outside the list.
+    QString monitorName(int number) const
+    {
+        return number >= 1 && number <= m_records.size() ? m_records[number - 1].name : QString();
+    }
 
     /// Number of the monitor holding the point, or else the nearest one.
     int monitorFromPoint(const QPoint& point) const;

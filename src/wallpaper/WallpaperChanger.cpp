@@ -55,7 +55,9 @@ WallpaperChanger::WallpaperChanger(ClsMonitor& monitors, ClsMdb& db, QObject* pa
     , m_decoder(std::make_unique<ImageDecoder>())
 {
     QString description;
-    m_backend = WallpaperBackends::choose(WallpaperBackends::Session::fromEnvironment(), &description);
+    m_backend = WallpaperBackends::choose(
+        WallpaperBackends::Session::fromEnvironment(registry().get(SettingNo::BackEndFondEcran).toString()),
+        &description);
     TAPISOL_TRACE(QStringLiteral("SY Fond d'écran : ") + description);
     m_renderer = std::make_unique<WallpaperRenderer>(m_monitors, *m_decoder, *m_backend);
     m_selector.setDirection(registry().get(SettingNo::SensLecture).toInt());

@@ -7,9 +7,17 @@
 #include "ImageSaving.h"
 #include "Trace.h"
 #include "WallpaperBackend.h"
+#include "WallpaperBackends.h"
 
+#include "PictureFormat.h"
+
+#include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QFutureWatcher>
+#include <QSaveFile>
+#include <QtConcurrent>
 
 #include <future>
 #include <tuple>
@@ -31,11 +39,25 @@ WallpaperRenderer::WallpaperRenderer(ClsMonitor& monitors, ImageDecoder& decoder
     : m_monitors(monitors)
     , m_decoder(decoder)
     , m_backend(backend)
-{ }
+{
+    m_worker.setMaxThreadCount(1);
+    m_worker.setExpiryTimeout(30000);
+}
+
+WallpaperRenderer::~WallpaperRenderer() = default;
 
 QString WallpaperRenderer::outputPath()
 {
     return AppPaths::dataDir() + QStringLiteral("Tapisol.bmp");
+}
+
+QStringList WallpaperRenderer::desktopCopies()
+{
+    QStringList copies;
+    const QDir folder(AppPaths::dataDir());
+    for (const QString& name : folder.entryList({QStringLiteral("Tapisol-[12].*")}, QDir::Files, QDir::Time))
+        copies << folder.filePath(name);
+    return copies; // the newest first
 }
 
 SizingSettings WallpaperRenderer::settingsFromRegistry()
@@ -68,12 +90,19 @@ std::optional<WallpaperRenderer::Areas> WallpaperRenderer::currentAreas()
                           : areas.monitor.size();
     const ClsMonitor::Size all = m_monitors.virtualScreen();
     areas.virtualScreen = QRect(all.left, all.top, all.width, all.height);
+    areas.monitorName = m_monitors.monitorName(number);
+    areas.monitorIndex = number - 1;
     return areas;
 }
 
 bool WallpaperRenderer::change(const QString& picture)
 {
     TAPISOL_TRACE(QStringLiteral("SY Chg WP Start ") + picture);
+    if (m_pending.isRunning()) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name()
+            + QStringLiteral(": the desktop has not answered the previous change yet"));
+        return false;
+    }
     const auto areas = currentAreas();
     QString error;
     const auto info = areas ? m_decoder.probe(picture, &error) : std::nullopt;
@@ -89,29 +118,71 @@ bool WallpaperRenderer::change(const QString& picture)
     }
     TAPISOL_TRACE(sizingStatsLine(*sizing));
 
-    const QString output = outputPath();
+    const WallpaperTarget target = targetOf(*areas, sizing->tileWallpaper, sizing->wallpaperStyle);
+    Shown shown;
     std::unique_ptr<PreparedWallpaper> prepared;
-    if (!unchanged(picture, *sizing)) {
-        if (!writeOutput(picture, *sizing, info->isMetafile(), *areas, &prepared)) {
-            TAPISOL_TRACE(QStringLiteral("SY Chg Save Failed"));
-            return false;
-        }
-    }
-    TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Reg "));
+    if (!render(picture, *sizing, *info, &shown, &prepared, target))
+        return false;
+    TAPISOL_TRACE(outputPath() + QStringLiteral(" SY Chg WP Reg "));
     registry().setRawValue(SettingGroup::Desktop, TileValue, sizing->tileWallpaper);
     registry().setRawValue(SettingGroup::Desktop, StyleValue, sizing->wallpaperStyle);
-    if (!prepared) {
-        // Not rendered now: what goes on screen is still decoded by the helper, never here.
-        if (!prepareDecoded(
-                output, sizing->target, sizing->tileWallpaper, sizing->wallpaperStyle, *areas, &prepared, &error)) {
-            TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
-            return false;
-        }
-    }
-    if (!(prepared ? showPrepared(*prepared) : applyOutput(sizing->tileWallpaper, sizing->wallpaperStyle, *areas)))
+    if (!show(shown, std::move(prepared), target))
         return false;
     TAPISOL_TRACE(QStringLiteral("SY Chg WP Changed"));
     registry().set(SettingNo::CurrentWallPaper, picture);
+    return true;
+}
+
+// Brings Tapisol.bmp up to date (unless it already is) and gives what goes on screen: always
+// the helper's decoding, never a decoding in this process.
+bool WallpaperRenderer::render(const QString& picture, const SizingResult& sizing, const PictureInfo& info,
+    Shown* shown, std::unique_ptr<PreparedWallpaper>* prepared, const WallpaperTarget& target)
+{
+    const QString output = outputPath();
+    QString error;
+    const bool ownSize = !sizing.resize && !info.isMetafile();
+    if (unchanged(picture, sizing)) {
+        shown->image = m_decoder.decode(output, sizing.target, Qt::black, &error);
+        shown->ownBytes = ownSize;
+        shown->ownFormat = int(info.format);
+        if (shown->image.isNull()) {
+            TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
+            return false;
+        }
+        return true;
+    }
+    // Decoded first, so that a file the helper refuses never replaces the previous wallpaper.
+    shown->image = m_decoder.decode(picture, sizing.target, Qt::black, &error);
+    bool saved = !shown->image.isNull();
+    if (saved && ownSize) {
+        // The desktop is given a copy, so the user may move or delete the original.
+        shown->ownBytes = true;
+        shown->ownFormat = int(info.format);
+        saved = ImageSaving::copyFile(picture, output, &error);
+    } else if (saved) {
+        // The bitmap is written on a second thread while the back end gets the same pixels
+        // ready to show; they go on screen only once the file is complete.
+        const QImage image = shown->image;
+        auto saving = std::async(std::launch::async, [image, output] {
+            QString cause;
+            const bool ok = ImageSaving::saveBitmap(image, output, &cause);
+            return std::pair {ok, cause};
+        });
+        QString notPrepared; // apply() says it again should it matter
+        *prepared = m_backend.prepare(image, target, &notPrepared);
+        std::tie(saved, error) = saving.get();
+        TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Resize "));
+    }
+    if (!saved) {
+        prepared->reset();
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
+        TAPISOL_TRACE(QStringLiteral("SY Chg Save Failed"));
+        return false;
+    }
+    // The output carries the picture's date, so the same picture twice rewrites nothing.
+    QFile file(output);
+    if (file.open(QIODevice::ReadWrite))
+        file.setFileTime(QFileInfo(picture).lastModified(), QFileDevice::FileModificationTime);
     return true;
 }
 
@@ -127,87 +198,126 @@ bool WallpaperRenderer::unchanged(const QString& picture, const SizingResult& si
     return rendered && rendered->size == sizing.target;
 }
 
-bool WallpaperRenderer::writeOutput(const QString& picture, const SizingResult& sizing, bool isMetafile,
-    const Areas& areas, std::unique_ptr<PreparedWallpaper>* prepared)
+WallpaperTarget WallpaperRenderer::targetOf(const Areas& areas, const QString& tile, const QString& style) const
 {
-    const QString output = outputPath();
+    WallpaperTarget target;
+    target.file = outputPath();
+    target.style = wallpaperStyleFromDesktopValues(tile, style);
+    target.monitor = areas.monitor;
+    target.virtualScreen = areas.virtualScreen;
+    target.monitorName = areas.monitorName;
+    target.monitorIndex = areas.monitorIndex;
+    target.lockScreen = registry().get(SettingNo::FondEcranVerrouillage).toInt() != 0;
+    return target;
+}
+
+bool WallpaperRenderer::show(const Shown& shown, std::unique_ptr<PreparedWallpaper> prepared, WallpaperTarget target)
+{
     QString error;
-    bool saved = false;
-    if (!sizing.resize && !isMetafile) {
-        // The desktop is given a copy, so the user may move or delete the original; what goes on
-        // screen is the helper's decoding of it (oriented, any allowed format), checked first so
-        // that a file it refuses never replaces the previous wallpaper.
-        saved = prepareDecoded(
-                    picture, sizing.target, sizing.tileWallpaper, sizing.wallpaperStyle, areas, prepared, &error)
-            && ImageSaving::copyFile(picture, output, &error);
-        if (!saved)
-            prepared->reset();
-    } else {
-        const QImage image = m_decoder.decode(picture, sizing.target, Qt::black, &error);
-        if (!image.isNull()) {
-            // The bitmap is written on a second thread while the back end gets the same pixels
-            // ready to show; they go on screen only once the file is complete.
-            auto saving = std::async(std::launch::async, [image, output] {
-                QString cause;
-                const bool ok = ImageSaving::saveBitmap(image, output, &cause);
-                return std::pair {ok, cause};
-            });
-            QString notPrepared; // apply() says it again should it matter
-            *prepared
-                = m_backend.prepare(image, wallpaperStyleFromDesktopValues(sizing.tileWallpaper, sizing.wallpaperStyle),
-                    areas.monitor, areas.virtualScreen, &notPrepared);
-            std::tie(saved, error) = saving.get();
-            if (!saved)
-                prepared->reset();
+    if (!prepared && !m_backend.handsOverFile())
+        prepared = m_backend.prepare(shown.image, target, &error);
+    if (prepared) {
+        if (prepared->show(&error))
+            return true;
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name() + QStringLiteral(": ") + error);
+        return false;
+    }
+    if (m_backend.handsOverFile()) {
+        target.file = writeDesktopCopy(shown, &error);
+        if (target.file.isEmpty()) {
+            TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
+            return false;
         }
-        TAPISOL_TRACE(output + QStringLiteral(" SY Chg WP Resize "));
     }
-    if (!saved) {
-        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
-        return false;
-    }
-    // The output carries the picture's date, so the same picture twice rewrites nothing.
-    QFile file(output);
-    if (file.open(QIODevice::ReadWrite))
-        file.setFileTime(QFileInfo(picture).lastModified(), QFileDevice::FileModificationTime);
-    return true;
+    return applyBounded(target);
 }
 
-bool WallpaperRenderer::showPrepared(PreparedWallpaper& prepared)
+// The file a desktop reads: the rendered bitmap, or the picture's own bytes with its own
+// extension, where the desktop reads that format; a PNG of what goes on screen otherwise (a
+// format it cannot read, or an orientation it might not apply). Under the name not used last
+// time, the older copy of that name removed first: never more than two copies.
+QString WallpaperRenderer::writeDesktopCopy(const Shown& shown, QString* error)
 {
-    QString error;
-    if (!prepared.show(&error)) {
-        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name() + QStringLiteral(": ") + error);
-        return false;
+    const auto format = PictureFormat(shown.ownFormat);
+    QString extension = QStringLiteral("png");
+    if (!shown.ownBytes && m_backend.readsBmp())
+        extension = QStringLiteral("bmp");
+    else if (shown.ownBytes && format == PictureFormat::Png)
+        extension = QStringLiteral("png");
+    else if (shown.ownBytes && format == PictureFormat::Bmp && m_backend.readsBmp())
+        extension = QStringLiteral("bmp");
+    const bool copyBytes = extension == QLatin1String("bmp") || (shown.ownBytes && format == PictureFormat::Png);
+
+    const QStringList copies = desktopCopies();
+    const QString newest = copies.isEmpty() ? QString() : QFileInfo(copies.first()).completeBaseName();
+    const QString base
+        = newest == QLatin1String("Tapisol-1") ? QStringLiteral("Tapisol-2") : QStringLiteral("Tapisol-1");
+    for (const QString& copy : copies) {
+        if (QFileInfo(copy).completeBaseName() == base)
+            QFile::remove(copy);
     }
-    return true;
+    const QString path = AppPaths::dataDir() + base + QLatin1Char('.') + extension;
+    if (copyBytes)
+        return ImageSaving::copyFile(outputPath(), path, error) ? path : QString();
+    QSaveFile file(path);
+    // Fast compression: a wallpaper is written once and read once.
+    if (file.open(QIODevice::WriteOnly) && shown.image.save(&file, "PNG", 80) && file.commit())
+        return path;
+    *error = path + QStringLiteral(": ") + file.errorString();
+    return {};
 }
 
-bool WallpaperRenderer::applyOutput(const QString& tile, const QString& style, const Areas& areas)
+// The back end's apply() on the worker thread, the event loop running meanwhile.
+bool WallpaperRenderer::applyBounded(const WallpaperTarget& target)
 {
-    QString error;
-    if (!m_backend.apply(
-            outputPath(), wallpaperStyleFromDesktopValues(tile, style), areas.monitor, areas.virtualScreen, &error)) {
-        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name() + QStringLiteral(": ") + error);
+    WallpaperBackend* backend = &m_backend;
+    m_pending = QtConcurrent::run(&m_worker, [backend, target] {
+        QString error;
+        const bool applied = backend->apply(target, &error);
+        return std::pair {applied, error};
+    });
+    QFutureWatcher<std::pair<bool, QString>> watcher;
+    QEventLoop loop;
+    QObject::connect(&watcher, &QFutureWatcherBase::finished, &loop, &QEventLoop::quit);
+    watcher.setFuture(m_pending);
+    // Every back end bounds its own calls; this bound is for one that does not come back at all.
+    QTimer::singleShot(WallpaperBackend::CallTimeoutMs * 3, &loop, &QEventLoop::quit);
+    if (!m_pending.isFinished())
+        loop.exec();
+    if (!m_pending.isFinished()) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name()
+            + QStringLiteral(": the desktop did not answer in time"));
         return false;
     }
-    return true;
+    const auto [applied, error] = m_pending.result();
+    if (const auto* chain = dynamic_cast<const WallpaperBackends::BackendChain*>(&m_backend)) {
+        for (const QString& failure : chain->lastFailures())
+            TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + failure);
+    } else if (!applied) {
+        TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + m_backend.name() + QStringLiteral(": ") + error);
+    }
+    return applied;
 }
 
 bool WallpaperRenderer::reapply()
 {
     const auto areas = currentAreas();
-    if (!areas || !QFileInfo::exists(outputPath()))
+    if (!areas || !QFileInfo::exists(outputPath()) || m_pending.isRunning())
         return false;
     const QString tile = desktopValue(TileValue);
     const QString style = desktopValue(StyleValue);
-    std::unique_ptr<PreparedWallpaper> prepared;
     QString error;
-    if (!prepareDecoded(outputPath(), {}, tile, style, *areas, &prepared, &error)) {
+    Shown shown;
+    shown.image = m_decoder.decode(outputPath(), {}, Qt::black, &error);
+    if (shown.image.isNull()) {
         TAPISOL_TRACE(QStringLiteral("SY Chg WP Err ") + error);
         return false;
     }
-    return prepared ? showPrepared(*prepared) : applyOutput(tile, style, *areas);
+    if (const auto info = m_decoder.probe(outputPath()); info && info->format != PictureFormat::Bmp) {
+        shown.ownBytes = true; // a picture used at its own size
+        shown.ownFormat = int(info->format);
+    }
+    return show(shown, nullptr, targetOf(*areas, tile, style));
 }
 
 bool WallpaperRenderer::refit()
@@ -216,19 +326,4 @@ bool WallpaperRenderer::refit()
     if (!picture.isEmpty() && QFileInfo(picture).isFile())
         return change(picture);
     return reapply();
-}
-
-// The helper's decoding of `file` at `size` (its own when empty), made ready by a back end that
-// shows pixels itself. Nothing prepared, and true, for a back end that hands the file to the
-// desktop; false, with the reason, when the helper refuses the file.
-bool WallpaperRenderer::prepareDecoded(const QString& file, QSize size, const QString& tile, const QString& style,
-    const Areas& areas, std::unique_ptr<PreparedWallpaper>* prepared, QString* error)
-{
-    const QImage image = m_decoder.decode(file, size, Qt::black, error);
-    if (image.isNull())
-        return false;
-    QString notPrepared; // apply() says it again should it matter
-    *prepared = m_backend.prepare(
-        image, wallpaperStyleFromDesktopValues(tile, style), areas.monitor, areas.virtualScreen, &notPrepared);
-    return true;
 }

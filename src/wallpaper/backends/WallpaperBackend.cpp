@@ -9,8 +9,7 @@ WallpaperStyle wallpaperStyleFromDesktopValues(const QString& tileWallpaper, con
     return WallpaperStyle::Centered;
 }
 
-std::unique_ptr<PreparedWallpaper> WallpaperBackend::prepare(
-    const QImage&, WallpaperStyle, const QRect&, const QRect&, QString*)
+std::unique_ptr<PreparedWallpaper> WallpaperBackend::prepare(const QImage&, const WallpaperTarget&, QString*)
 {
     return nullptr;
 }

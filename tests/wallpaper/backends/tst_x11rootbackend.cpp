@@ -1,6 +1,6 @@
 #include "ClsMonitor.h"
 #include "RootProbe.h"
-#include "WallpaperBackends.h"
+#include "WallpaperBackend.h"
 #include "x11/X11RootBackend.h"
 
 #include <QGuiApplication>
@@ -17,10 +17,19 @@ constexpr QRgb Red = 0xffff0000;
 constexpr QRgb Green = 0xff00ff00;
 constexpr QRgb White = 0xffffffff;
 
+WallpaperTarget target(const QString& file, WallpaperStyle style, const QRect& area, const QRect& virtualScreen)
+{
+    WallpaperTarget result;
+    result.file = file;
+    result.style = style;
+    result.monitor = area;
+    result.virtualScreen = virtualScreen;
+    return result;
+}
+
 } // namespace
 
 Q_DECLARE_METATYPE(WallpaperStyle)
-Q_DECLARE_METATYPE(WallpaperBackends::Session)
 
 class TestX11RootBackend : public QObject
 {
@@ -40,7 +49,7 @@ class TestX11RootBackend : public QObject
     QString apply(const QImage& picture, WallpaperStyle style, const QRect& area, const QRect& virtualScreen = Screen)
     {
         QString error = QStringLiteral("failed");
-        return m_backend.apply(save(picture), style, area, virtualScreen, &error) ? QString() : error;
+        return m_backend.apply(target(save(picture), style, area, virtualScreen), &error) ? QString() : error;
     }
 
     QString paintPrevious()
@@ -193,7 +202,7 @@ private slots:
         QCOMPARE(paintPrevious(), QString());
         const xcb_pixmap_t before = m_probe.pixmapProperty("_XROOTPMAP_ID");
         QString error;
-        QVERIFY(!X11RootBackend(display).apply(file, WallpaperStyle::Centered, area, Screen, &error));
+        QVERIFY(!X11RootBackend(display).apply(target(file, WallpaperStyle::Centered, area, Screen), &error));
         QVERIFY2(error.contains(reason), qPrintable(error));
         QCOMPARE(m_probe.pixmapProperty("_XROOTPMAP_ID"), before);
         QCOMPARE(m_probe.rootMismatches({{{0, 0}, Previous}, {{1279, 799}, Previous}}), QString());
@@ -208,13 +217,13 @@ private slots:
         const QImage picture = quadrantPicture({100, 50});
         QString error;
         {
-            auto dropped = m_backend.prepare(picture, WallpaperStyle::Stretched, RightHalf, Screen, &error);
+            auto dropped = m_backend.prepare(picture, target({}, WallpaperStyle::Stretched, RightHalf, Screen), &error);
             QVERIFY2(dropped, qPrintable(error));
             QCOMPARE(m_probe.rootMismatches({{{1000, 400}, Previous}}), QString());
         }
         QCOMPARE(m_probe.pixmapsAndClients(), before);
 
-        auto prepared = m_backend.prepare(picture, WallpaperStyle::Stretched, RightHalf, Screen, &error);
+        auto prepared = m_backend.prepare(picture, target({}, WallpaperStyle::Stretched, RightHalf, Screen), &error);
         QVERIFY2(prepared, qPrintable(error));
         QVERIFY2(prepared->show(&error), qPrintable(error));
         prepared.reset();
@@ -224,7 +233,7 @@ private slots:
         QCOMPARE(m_probe.pixmapsAndClients(), before); // the previous pixmap went with its client
 
         // Nothing to show (the decode gave no picture) is refused before the server is touched.
-        QVERIFY(!m_backend.prepare(QImage(), WallpaperStyle::Centered, RightHalf, Screen, &error));
+        QVERIFY(!m_backend.prepare(QImage(), target({}, WallpaperStyle::Centered, RightHalf, Screen), &error));
         QVERIFY2(error.contains(QStringLiteral("no wallpaper picture")), qPrintable(error));
     }
 
@@ -239,7 +248,7 @@ private slots:
         QVERIFY(before.first > 0);
         for (int i = 0; i < 1000; ++i) {
             QString error;
-            QVERIFY2(m_backend.apply(files[i % 2], styles[i % 3], i % 2 ? RightHalf : LeftHalf, Screen, &error),
+            QVERIFY2(m_backend.apply(target(files[i % 2], styles[i % 3], i % 2 ? RightHalf : LeftHalf, Screen), &error),
                 qPrintable(error));
         }
         QCOMPARE(m_probe.pixmapsAndClients(), before);
@@ -286,42 +295,6 @@ private slots:
             {"0", "0", Centered}, {"1", "0", Tiled}, {"0", "2", Stretched}, {" 1 ", "2", Tiled}, {"", "10", Centered}};
         for (const auto& [tile, style, expected] : cases)
             QCOMPARE(wallpaperStyleFromDesktopValues(tile, style), expected);
-    }
-
-    // "x11" is only chosen when its display really answers; the fallback changes nothing and
-    // passes on why nothing else was chosen.
-    void backendChoice_data()
-    {
-        QTest::addColumn<WallpaperBackends::Session>("session");
-        QTest::addColumn<QString>("expected");
-        const QByteArray real = qgetenv("DISPLAY");
-        using S = WallpaperBackends::Session;
-        QTest::newRow("plain X11 session") << S {"", {}, "x11", real, {}} << "x11";
-        QTest::newRow("no DISPLAY") << S {"", {}, "x11", {}, {}} << "null";
-        QTest::newRow("unreachable display") << S {"", {}, "x11", ":4242", {}} << "null";
-        QTest::newRow("Wayland session") << S {"", {}, "wayland", real, {}} << "null";
-        QTest::newRow("WAYLAND_DISPLAY only") << S {"", {}, "", real, "wayland-0"} << "null";
-        QTest::newRow("forced null") << S {"null", {}, "x11", real, {}} << "null";
-        QTest::newRow("forced x11 even without DISPLAY") << S {"X11", {}, "", {}, {}} << "x11";
-        QTest::newRow("unknown name: the session decides") << S {"plasma9", {}, "x11", real, {}} << "x11";
-    }
-
-    void backendChoice()
-    {
-        QFETCH(WallpaperBackends::Session, session);
-        QFETCH(QString, expected);
-        QString description;
-        const auto backend = WallpaperBackends::choose(session, &description);
-        QVERIFY(backend);
-        QCOMPARE(backend->name(), expected);
-        QVERIFY(description.contains(expected));
-        if (expected == QLatin1String("null")) {
-            QString error;
-            QVERIFY(!backend->apply(
-                QStringLiteral("/tmp/a.bmp"), WallpaperStyle::Centered, {0, 0, 10, 10}, {0, 0, 10, 10}, &error));
-            QVERIFY2(
-                error.contains(session.forced.isEmpty() ? QStringLiteral("x11") : session.forced), qPrintable(error));
-        }
     }
 };
 

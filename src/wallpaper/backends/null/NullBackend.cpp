@@ -14,10 +14,9 @@ bool NullBackend::isAvailable(QString* /*reason*/) const
     return true;
 }
 
-bool NullBackend::apply(const QString& bitmapFile, WallpaperStyle /*style*/, const QRect& /*targetArea*/,
-    const QRect& /*virtualScreen*/, QString* error)
+bool NullBackend::apply(const WallpaperTarget& target, QString* error)
 {
     if (error)
-        *error = QStringLiteral("The wallpaper was not changed to %1: %2").arg(bitmapFile, m_reason);
+        *error = QStringLiteral("The wallpaper was not changed to %1: %2").arg(target.file, m_reason);
     return false;
 }

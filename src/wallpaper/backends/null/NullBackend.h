@@ -14,8 +14,8 @@ public:
     /// Always true: this back end runs anywhere, which is why it comes last.
     bool isAvailable(QString* reason = nullptr) const override;
     /// Changes nothing and returns false with the reason given at construction.
-    bool apply(const QString& bitmapFile, WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen,
-        QString* error) override;
+    bool apply(const WallpaperTarget& target, QString* error) override;
+    bool handsOverFile() const override { return false; }
 
 private:
     QString m_reason;

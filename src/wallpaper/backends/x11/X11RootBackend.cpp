@@ -344,18 +344,18 @@ bool X11RootBackend::isAvailable(QString* reason) const
     return connection.isValid() || fail(reason, connection.errorString());
 }
 
-bool X11RootBackend::apply(const QString& bitmapFile, WallpaperStyle style, const QRect& targetArea,
-    const QRect& virtualScreen, QString* error)
+bool X11RootBackend::apply(const WallpaperTarget& target, QString* error)
 {
     QImage picture;
-    if (!loadPicture(bitmapFile, &picture, error))
+    if (!loadPicture(target.file, &picture, error))
         return false;
-    const auto prepared = paintRootPixmap(m_display, picture, style, targetArea, virtualScreen, error);
+    const auto prepared
+        = paintRootPixmap(m_display, picture, target.style, target.monitor, target.virtualScreen, error);
     return prepared && prepared->show(error);
 }
 
 std::unique_ptr<PreparedWallpaper> X11RootBackend::prepare(
-    const QImage& picture, WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen, QString* error)
+    const QImage& picture, const WallpaperTarget& target, QString* error)
 {
-    return paintRootPixmap(m_display, picture, style, targetArea, virtualScreen, error);
+    return paintRootPixmap(m_display, picture, target.style, target.monitor, target.virtualScreen, error);
 }

@@ -20,11 +20,11 @@ public:
     bool isAvailable(QString* reason = nullptr) const override;
     /// Paints the picture into a new root pixmap over a copy of the current one, so that the other
     /// monitors keep their wallpaper, publishes it, and releases the pixmap it replaces.
-    bool apply(const QString& bitmapFile, WallpaperStyle style, const QRect& targetArea, const QRect& virtualScreen,
-        QString* error) override;
+    bool apply(const WallpaperTarget& target, QString* error) override;
     /// The same painting, stopped before the publication: show() publishes it.
-    std::unique_ptr<PreparedWallpaper> prepare(const QImage& picture, WallpaperStyle style, const QRect& targetArea,
-        const QRect& virtualScreen, QString* error) override;
+    std::unique_ptr<PreparedWallpaper> prepare(
+        const QImage& picture, const WallpaperTarget& target, QString* error) override;
+    bool handsOverFile() const override { return false; }
 
 private:
     QByteArray m_display;
