@@ -162,6 +162,29 @@ bool Session::runs(const QString& name) const
     return desktops.contains(name, Qt::CaseInsensitive);
 }
 
+QStringList claimants(const Session& session, QStringList* refusals)
+{
+    QStringList result;
+    bool ownBackground = false;
+    for (const Candidate& candidate : candidates()) {
+        if (!candidate.claims(session)) {
+            if (refusals)
+                *refusals << candidate.name + QStringLiteral(": not this desktop");
+            continue;
+        }
+        // WORKAROUND(GNOME, Plasma, XFCE...): their background window hides the X root, where a
+        // picture would be an invisible success.
+        if (candidate.name == QLatin1String("x11") && ownBackground) {
+            if (refusals)
+                *refusals << QStringLiteral("x11: the desktop draws its own background over the root window");
+            continue;
+        }
+        ownBackground = ownBackground || candidate.ownBackground;
+        result << candidate.name;
+    }
+    return result;
+}
+
 QStringList names()
 {
     QStringList result;
@@ -184,25 +207,16 @@ std::unique_ptr<BackendChain> choose(const Session& session, QString* descriptio
         refusals << QStringLiteral("no back end is named \"%1\" (known: %2)").arg(session.forced, names().join(u", "));
     }
     std::vector<std::unique_ptr<WallpaperBackend>> usable;
-    bool ownBackground = false;
+    const QStringList claiming = claimants(session, &refusals);
     for (const Candidate& candidate : candidates()) {
-        if (!candidate.claims(session)) {
-            refusals << candidate.name + QStringLiteral(": not this desktop");
+        if (!claiming.contains(candidate.name))
             continue;
-        }
-        // WORKAROUND(GNOME, Plasma, XFCE...): their background window hides the X root, where a
-        // picture would be an invisible success.
-        if (candidate.name == QLatin1String("x11") && ownBackground) {
-            refusals << QStringLiteral("x11: the desktop draws its own background over the root window");
-            continue;
-        }
         auto backend = candidate.make(session);
         QString why;
         if (!backend->isAvailable(&why)) {
             refusals << candidate.name + QStringLiteral(": ") + why;
             continue;
         }
-        ownBackground = ownBackground || candidate.ownBackground;
         usable.push_back(std::move(backend));
     }
     const QString context = QStringLiteral("desktop \"%1\", session \"%2\"")

@@ -37,6 +37,10 @@ struct Session
 /// The names a back end can be forced with, in the order they are asked when none is forced.
 QStringList names();
 
+/// The back ends that claim `session` from what it says of itself, in order, before any is asked
+/// whether it really runs; `refusals` (if given) receives why the others do not.
+QStringList claimants(const Session& session, QStringList* refusals = nullptr);
+
 // The back ends usable in a session, in order: apply() tries each until one succeeds. Its name is
 // the first one's. What failed on the way is kept for the caller to trace.
 class BackendChain final : public WallpaperBackend
