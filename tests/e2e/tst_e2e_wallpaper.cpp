@@ -8,7 +8,10 @@
 #include "WallpaperBackends.h"
 #include "WallpaperRenderer.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QGuiApplication>
 #include <QScopeGuard>
@@ -71,6 +74,23 @@ QString rootMismatches(const QList<PixelCheck>& checks, int lossy = 0)
         return QStringLiteral("the root properties do not name one pixmap");
     return onRoot + probe.mismatches(probe.grab(published), checks, lossy);
 }
+
+// Plasma's shell that takes every script and never answers.
+class HungPlasmaShell : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.PlasmaShell")
+
+public:
+    int calls = 0;
+
+public slots:
+    void evaluateScript(const QString&, const QDBusMessage& message)
+    {
+        ++calls;
+        message.setDelayedReply(true);
+    }
+};
 
 } // namespace
 
@@ -298,6 +318,89 @@ private slots:
         // 800 × 600 fitted to 1024 × 768 exactly, from the top-left corner.
         QCOMPARE(QImage(WallpaperRenderer::outputPath()).size(), QSize(1024, 768));
         QCOMPARE(rootMismatches(quarterChecks(QRect(0, 0, 1024, 768))), QString());
+        QVERIFY(s->exit(tapisol));
+    }
+
+    // On GNOME (its settings through GIO's key file, on the test's bus) each change reaches the
+    // desktop's key under a fresh name, the file it names shows the picture, never more than two
+    // such copies exist, and the X root, hidden on such a desktop, is not used.
+    void gnomeTakesEachChange()
+    {
+        if (QGuiApplication::screens().size() != 1)
+            QSKIP("needs a single 1280 × 800 screen");
+        QVERIFY(!picture(QStringLiteral("a-red.png"), solid(Red)).isEmpty());
+        QVERIFY(!picture(QStringLiteral("b-blue.png"), solid(Blue)).isEmpty());
+        QVERIFY(!picture(QStringLiteral("c-white.png"), solid(White)).isEmpty());
+        {
+            QSettings settings = s->configFile();
+            settings.setValue(
+                QStringLiteral("Paramètres/Répertoire"), s->home().path() + QStringLiteral("/home/Pictures"));
+            settings.setValue(QStringLiteral("Paramètres/SelectRandom"), 0);
+            settings.setValue(QStringLiteral("Paramètres/StartChange"), 0);
+            settings.setValue(QStringLiteral("Paramètres/SizingMode"), 1); // stretched: one colour everywhere
+        }
+        qputenv("XDG_CURRENT_DESKTOP", "GNOME");
+        qputenv("GSETTINGS_BACKEND", "keyfile");
+        const auto restore = qScopeGuard([] {
+            qunsetenv("XDG_CURRENT_DESKTOP");
+            qunsetenv("GSETTINGS_BACKEND");
+        });
+        QProcess* tapisol = s->startLoaded();
+        QVERIFY(tapisol);
+        QVERIFY(s->log().contains(QStringLiteral("Wallpaper back end gnome (desktop \"gnome\"")));
+        const auto shownByGnome = [] {
+            const QString uri
+                = E2eSession::run(QStringLiteral("gsettings get org.gnome.desktop.background picture-uri"));
+            const QString file = QUrl(uri.mid(1, uri.size() - 2)).toLocalFile();
+            return std::pair {file, QImage(file)};
+        };
+        QStringList names;
+        for (const QRgb colour : {Red, Blue}) {
+            QVERIFY(s->command(2));
+            QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed"), int(names.size()) + 1));
+            const auto [file, image] = shownByGnome();
+            QVERIFY2(!image.isNull(), qPrintable(file));
+            QCOMPARE(image.pixel(image.width() / 2, image.height() / 2), colour);
+            names << file;
+        }
+        QVERIFY(names[0] != names[1]);
+        QVERIFY(s->command(2));
+        QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed"), 3));
+        QCOMPARE(shownByGnome().second.pixel(10, 10), White);
+        QCOMPARE(WallpaperRenderer::desktopCopies().size(), 2);
+        QVERIFY(s->log().contains(QStringLiteral("x11: the desktop draws its own background over the root window")));
+        QVERIFY(s->exit(tapisol));
+    }
+
+    // A desktop that never answers (Plasma's shell, on the test's bus) costs the change, not the
+    // tray: commands are taken meanwhile, and the trace names the back end and the reason.
+    void hungDesktopLeavesTheTrayResponsive()
+    {
+        configure();
+        QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("shell"));
+        HungPlasmaShell shell;
+        QVERIFY(bus.registerObject(QStringLiteral("/PlasmaShell"), &shell, QDBusConnection::ExportAllSlots));
+        QVERIFY(bus.registerService(QStringLiteral("org.kde.plasmashell")));
+        qputenv("XDG_CURRENT_DESKTOP", "KDE");
+        const auto restore = qScopeGuard([&bus] {
+            qunsetenv("XDG_CURRENT_DESKTOP");
+            bus.unregisterService(QStringLiteral("org.kde.plasmashell"));
+        });
+        {
+            QSettings settings = s->configFile();
+            settings.setValue(QStringLiteral("Paramètres/StartChange"), 0);
+        }
+        QProcess* tapisol = s->startLoaded();
+        QVERIFY(tapisol);
+        QVERIFY(s->command(2));
+        QTRY_VERIFY_WITH_TIMEOUT(shell.calls > 0, 5000);
+        QElapsedTimer answered;
+        answered.start();
+        QVERIFY(s->command(9)); // quiet-all, while the shell says nothing
+        QVERIFY(answered.elapsed() < 2000);
+        QVERIFY(
+            s->waitForLog(QStringLiteral("SY Chg WP Err plasma: org.kde.plasmashell did not answer within 5 seconds")));
+        QVERIFY(!s->log().contains(QStringLiteral("SY Chg WP Changed")));
         QVERIFY(s->exit(tapisol));
     }
 
