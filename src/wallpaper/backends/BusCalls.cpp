@@ -5,7 +5,7 @@
 namespace BusCalls {
 
 std::optional<QDBusMessage> call(const QString& service, const QString& path, const QString& interface,
-    const QString& method, const QVariantList& arguments, QString* error, int timeoutMs)
+    const QString& method, const QVariantList& arguments, QString* error, int timeoutMs, QString* errorName)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
@@ -17,6 +17,8 @@ std::optional<QDBusMessage> call(const QString& service, const QString& path, co
     const QDBusMessage reply = bus.call(message, QDBus::Block, timeoutMs);
     if (reply.type() == QDBusMessage::ReplyMessage)
         return reply;
+    if (errorName)
+        *errorName = reply.errorName();
     *error = reply.errorName() == QLatin1String("org.freedesktop.DBus.Error.NoReply")
         ? QStringLiteral("%1 did not answer within %2 seconds").arg(service).arg(timeoutMs / 1000)
         : QStringLiteral("%1: %2").arg(

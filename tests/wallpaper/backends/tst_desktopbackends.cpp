@@ -233,23 +233,28 @@ private slots:
         }
     }
 
-    // The real xfconfd: every workspace of the target monitor gets the picture and the style, the
-    // other monitor keeps its own; a monitor that has no backdrop yet gets one.
+    // The real xfconfd: a first session gets its backdrop; every workspace of the target monitor
+    // gets the picture and the style, the other monitor keeps its own; a monitor that has no
+    // backdrop yet gets one.
     void xfce()
     {
         XfceBackend backend;
         QString reason;
         QVERIFY2(backend.isAvailable(&reason), qPrintable(reason));
         const QString base = QStringLiteral("/backdrop/screen0/monitor%1/workspace%2/last-image");
+        const auto query = [](const QString& property) {
+            return run(QStringLiteral("xfconf-query"), {"-c", "xfce4-desktop", "-p", property});
+        };
+        // A first session: no backdrop at all yet.
+        auto [applied, error] = applyAside(backend, target(m_picture, WallpaperStyle::Centered, "Virtual-1", 0));
+        QVERIFY2(applied, qPrintable(error));
+        QCOMPARE(query(base.arg("Virtual-1").arg(0)), m_picture);
         for (const auto& [monitor, workspace] :
             {std::pair {"HDMI-1", 0}, std::pair {"HDMI-1", 1}, std::pair {"DP-2", 0}})
             run(QStringLiteral("xfconf-query"),
                 {"-c", "xfce4-desktop", "-p", base.arg(monitor).arg(workspace), "-n", "-t", "string", "-s",
                     "/usr/share/old.png"});
-        const auto query = [](const QString& property) {
-            return run(QStringLiteral("xfconf-query"), {"-c", "xfce4-desktop", "-p", property});
-        };
-        auto [applied, error] = applyAside(backend, target(m_picture, WallpaperStyle::Stretched, "HDMI-1", 0));
+        std::tie(applied, error) = applyAside(backend, target(m_picture, WallpaperStyle::Stretched, "HDMI-1", 0));
         QVERIFY2(applied, qPrintable(error));
         for (int workspace : {0, 1}) {
             QCOMPARE(query(base.arg("HDMI-1").arg(workspace)), m_picture);

@@ -23,10 +23,16 @@ bool setProperty(const QString& property, const QVariant& value, QString* error)
         .has_value();
 }
 
-// The property names of the channel's backdrops; an empty channel is no error.
+// The property names of the channel's backdrops; none yet (a first session) is no error.
 QStringList backdropProperties(QString* error)
 {
-    const auto reply = xfconf(QStringLiteral("GetAllProperties"), {Channel, QStringLiteral("/backdrop")}, error);
+    QString errorName;
+    const auto reply = BusCalls::call(XfceBackend::Service, QStringLiteral("/org/xfce/Xfconf"),
+        QStringLiteral("org.xfce.Xfconf"), QStringLiteral("GetAllProperties"), {Channel, QStringLiteral("/backdrop")},
+        error, WallpaperBackend::CallTimeoutMs, &errorName);
+    if (errorName == QLatin1String("org.xfce.Xfconf.Error.PropertyNotFound")
+        || errorName == QLatin1String("org.xfce.Xfconf.Error.ChannelNotFound"))
+        error->clear();
     if (!reply || reply->arguments().isEmpty())
         return {};
     QVariantMap properties;
