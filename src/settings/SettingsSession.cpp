@@ -13,11 +13,11 @@
 namespace {
 
 // Interface texts of the refusals.
-constexpr int TextOutOfRange = 2500;  // "between %1 and %2"
-constexpr int TextNotNumber = 2501;   // "a whole number is expected"
-constexpr int TextNoFolder = 2502;    // "this folder does not exist: %1"
-constexpr int TextUnreadable = 2503;  // "this folder cannot be read: %1"
-constexpr int TextEmpty = 2504;       // "this cannot be left empty"
+constexpr int TextOutOfRange = 2500; // "between %1 and %2"
+constexpr int TextNotNumber = 2501;  // "a whole number is expected"
+constexpr int TextNoFolder = 2502;   // "this folder does not exist: %1"
+constexpr int TextUnreadable = 2503; // "this folder cannot be read: %1"
+constexpr int TextEmpty = 2504;      // "this cannot be left empty"
 
 std::optional<qint64> wholeNumber(const QVariant& value)
 {
@@ -76,7 +76,7 @@ std::optional<QString> SettingsSession::refusal(int number, const QVariant& valu
     case SettingRule::Text:
         // An empty text reads as its default, which is never what a user typing nothing means.
         return value.toString().trimmed().isEmpty() && !row->defaultText.empty() ? std::optional(langText(TextEmpty))
-                                                                                  : std::nullopt;
+                                                                                 : std::nullopt;
     default:
         return std::nullopt;
     }

@@ -6,6 +6,7 @@
 #include "ClsMonitor.h"
 #include "ClsRegistry.h"
 #include "FrmAbout.h"
+#include "FrmParam.h"
 #include "HotkeyText.h"
 #include "InterfaceTexts.h"
 #include "SoundService.h"
@@ -13,6 +14,7 @@
 #include "Trace.h"
 #include "TrayMenuModel.h"
 #include "UnloadAll.h"
+#include "WallpaperBackends.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -158,6 +160,7 @@ void FrmSysTray::load()
 
 void FrmSysTray::installCommands()
 {
+    m_dispatcher.setAction(0, [this] { showSettings(); });
     m_dispatcher.setAction(1, [this] { turnTimer(!m_schedule.isOn()); });
     m_dispatcher.setAction(2, [this] {
         m_busy = true;
@@ -396,9 +399,11 @@ bool FrmSysTray::aboutBoxOpen() const
     return m_aboutOpen;
 }
 
-void FrmSysTray::showSecondsLeft(qint64)
+void FrmSysTray::showSecondsLeft(qint64 seconds)
 {
-    // The settings dialog shows the countdown once it exists.
+    m_secondsLeft = m_schedule.isOn() ? seconds : -1;
+    if (m_settings)
+        m_settings->refreshStatus();
 }
 
 void FrmSysTray::setTipText(const QString& text)
@@ -433,6 +438,38 @@ void FrmSysTray::startScreenSaver()
         return;
     TAPISOL_TRACE(QStringLiteral("SY ScreenSaver D-Bus: ") + reply.errorMessage());
     startCompanion(QStringLiteral("xdg-screensaver"), {QStringLiteral("activate")});
+}
+
+// One settings dialog: asked again, the open one comes forward.
+void FrmSysTray::showSettings()
+{
+    if (m_settings) {
+        m_settings->showNormal();
+        m_settings->raise();
+        m_settings->activateWindow();
+        return;
+    }
+    FrmParam::Services services;
+    services.monitors = m_parts.monitors;
+    services.secondsLeft = [this] { return m_secondsLeft; };
+    services.counter = [this] {
+        const WallpaperEngine::Counter counter = m_parts.wallpaper->counter();
+        return QList<int> {counter.shown, counter.count, counter.direction, counter.endOut ? 1 : 0};
+    };
+    services.hotkeyText = [](int modifiers, int code) { return hotkeyText(modifiers, code); };
+    services.valuesChanged = [this](const QList<int>&) { refreshMenu(); };
+    services.refitWallpaper = [this] { m_parts.wallpaper->monitorsChanged(); };
+    services.detectedBackend = m_parts.wallpaper->backendName();
+    services.backendNames = WallpaperBackends::names();
+    services.lockScreenKept = m_parts.wallpaper->lockScreenKept();
+    m_settings = new FrmParam(services);
+    m_parts.wallpaper->setOnChanged([this] {
+        if (m_settings)
+            m_settings->wallpaperApplied();
+    });
+    m_settings->show();
+    m_settings->raise();
+    m_settings->activateWindow();
 }
 
 void FrmSysTray::showAbout()

@@ -6,6 +6,7 @@
 #include "TrayMenuModel.h"
 #include "TrayServices.h"
 
+#include <QPointer>
 #include <QSystemTrayIcon>
 #include <QTimer>
 #include <QWidget>
@@ -15,6 +16,7 @@
 
 class ClsMonitor;
 class QMenu;
+class FrmParam;
 
 // The tray form: never shown, it owns the notification-area icon, the context menu, the
 // one-second dispatcher and the chime's timer, runs the numbered commands and guards the exit:
@@ -84,6 +86,7 @@ private:
     void startCompanion(const QString& program, const QStringList& arguments);
     void startScreenSaver();
     void showAbout();
+    void showSettings();
     int intervalMinutes() const;
 
     Parts m_parts;
@@ -95,6 +98,8 @@ private:
     std::unique_ptr<SecondDispatcher> m_second;
     QSystemTrayIcon* m_icon = nullptr;
     QMenu* m_menu = nullptr;
+    QPointer<FrmParam> m_settings; // the settings dialog while it is open
+    qint64 m_secondsLeft = -1;
     QList<QAction*> m_menuActions; // one per entry of the menu model, separators included
     bool m_statusNotifier = false; // the icon is a StatusNotifierItem, its menu exported over DBusMenu
     QTimer m_timerSecond;

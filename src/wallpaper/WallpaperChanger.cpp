@@ -140,6 +140,7 @@ bool WallpaperChanger::changeNow()
     const auto order = NextPictureSelector::Order(qBound(0, registry().get(SettingNo::SelectRandom).toInt(), 2));
     const int direction = m_selector.direction();
     const auto position = m_selector.next(*m_candidates, order);
+    m_endOut = !position;
     if (m_selector.direction() != direction)
         registry().set(SettingNo::SensLecture, m_selector.direction());
     return position && showPosition(*position);
@@ -152,6 +153,7 @@ bool WallpaperChanger::showPosition(int position)
     if (!m_renderer->change(picture))
         return false;
     registry().set(SettingNo::LastImage, position);
+    changed();
     return true;
 }
 
@@ -165,6 +167,7 @@ bool WallpaperChanger::applyFile(const QString& path)
         return false;
     if (const int position = m_source.indexOf(absolute))
         m_selector.setSelected(position);
+    changed();
     return true;
 }
 
@@ -181,6 +184,21 @@ void WallpaperChanger::monitorsChanged()
     const QScopedValueRollback changing(m_changing, true);
     if (!m_renderer->refit())
         TAPISOL_TRACE(QStringLiteral("SY Monitors : fond d'écran non adapté"));
+}
+
+QString WallpaperChanger::backendName() const
+{
+    return m_backend->name();
+}
+
+bool WallpaperChanger::lockScreenKept() const
+{
+    return m_backend->hasLockScreen();
+}
+
+WallpaperEngine::Counter WallpaperChanger::counter()
+{
+    return {m_shown.count(), m_candidates->count(), m_selector.direction(), m_endOut};
 }
 
 QString WallpaperChanger::currentDescription() const

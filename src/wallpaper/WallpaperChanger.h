@@ -31,6 +31,9 @@ public:
     void reapply() override;
     void monitorsChanged() override;
     QString currentDescription() const override;
+    Counter counter() override;
+    QString backendName() const override;
+    bool lockScreenKept() const override;
 
     /// Shows one given picture now (a file opened with Tapisol, `tapisol --apply`).
     bool applyFile(const QString& path);
@@ -59,4 +62,5 @@ private:
     bool m_changeWhenReady = false;
     quint64 m_preparing = 0; // the list generation whose round is being prepared, 0 when none
     bool m_changing = false;
+    bool m_endOut = false;
 };

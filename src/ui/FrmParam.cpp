@@ -1,0 +1,727 @@
+#include "FrmParam.h"
+
+#include "AppState.h"
+#include "ClsMonitor.h"
+#include "ClsRegistry.h"
+#include "ImageDecoder.h"
+#include "InterfaceTexts.h"
+#include "MediaFolders.h"
+#include "SettingBinder.h"
+#include "SettingsSession.h"
+#include "SoundService.h"
+#include "WallpaperPreview.h"
+#include "WallpaperRenderer.h"
+#include "WindowPositions.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDesktopServices>
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFontComboBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeDatabase>
+#include <QPainter>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTableWidget>
+#include <QUrl>
+#include <QVBoxLayout>
+
+using namespace SettingNo;
+
+// The miniature of the monitors, the current one showing the picture as it will be fitted; laid
+// out at paint time, so that it follows the widget's size.
+class PreviewView : public QWidget
+{
+public:
+    using QWidget::QWidget;
+    QList<QRect> monitors;
+    int current = 0;
+    std::optional<SizingResult> sizing;
+    QImage picture;
+
+    QSize sizeHint() const override { return {360, 220}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        if (!sizing)
+            return;
+        const QRectF area = QRectF(rect()).adjusted(4, 4, -4, -4);
+        for (WallpaperPreview::Monitor monitor : WallpaperPreview::layout(monitors, current, *sizing, area.size())) {
+            monitor.frame.translate(area.topLeft());
+            monitor.picture.translate(area.topLeft());
+            painter.fillRect(monitor.frame, monitor.current ? Qt::black : palette().color(QPalette::Mid));
+            if (monitor.current && !picture.isNull()) {
+                painter.save();
+                painter.setClipRect(monitor.frame);
+                if (monitor.tiled) {
+                    const QImage tile = picture.scaled(monitor.picture.size().toSize().expandedTo({1, 1}),
+                        Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+                    painter.setBrushOrigin(monitor.frame.topLeft());
+                    painter.fillRect(monitor.frame, QBrush(tile));
+                } else {
+                    painter.drawImage(monitor.picture, picture);
+                }
+                painter.restore();
+            }
+            painter.setPen(palette().color(QPalette::WindowText));
+            painter.drawRect(monitor.frame.adjusted(0, 0, -1, -1));
+        }
+    }
+};
+
+namespace {
+
+QLabel* reasonLabel()
+{
+    auto* label = new QLabel;
+    label->setStyleSheet(QStringLiteral("color: #c04000;"));
+    label->setWordWrap(true);
+    label->hide();
+    return label;
+}
+
+// A control with its tool tip, text from the language files.
+template <typename Control> Control* withTip(Control* control, int tip)
+{
+    control->setToolTip(langText(tip));
+    return control;
+}
+
+QCheckBox* checkBox(int caption, int tip)
+{
+    return withTip(new QCheckBox(langText(caption)), tip);
+}
+
+} // namespace
+
+FrmParam::FrmParam(Services services, QWidget* parent)
+    : QDialog(parent)
+    , m_services(std::move(services))
+    , m_session(std::make_unique<SettingsSession>(registry()))
+    , m_decoder(std::make_unique<ImageDecoder>())
+{
+    setObjectName(QStringLiteral("FrmParam"));
+    setWindowTitle(langText(2505));
+    setAttribute(Qt::WA_DeleteOnClose);
+    m_binder = new SettingBinder(*m_session, this);
+
+    m_tabs = new QTabWidget;
+    m_tabs->addTab(wallpaperTab(), langText(2506));
+    m_tabs->addTab(fittingTab(), langText(2507));
+    m_tabs->addTab(previewTab(), langText(2508));
+    m_tabs->addTab(soundsTab(), langText(2509));
+    m_tabs->addTab(hotkeysTab(), langText(2510));
+    m_tabs->addTab(notesTab(), langText(2511));
+    m_tabs->addTab(generalTab(), langText(2512));
+
+    auto* buttons = new QDialogButtonBox(
+        QDialogButtonBox::Ok | QDialogButtonBox::Cancel | QDialogButtonBox::Apply | QDialogButtonBox::Help);
+    buttons->button(QDialogButtonBox::Ok)->setText(langText(2600));
+    buttons->button(QDialogButtonBox::Cancel)->setText(langText(2601));
+    buttons->button(QDialogButtonBox::Apply)->setText(langText(2602));
+    buttons->button(QDialogButtonBox::Help)->setText(langText(2603));
+    buttons->button(QDialogButtonBox::Apply)->setToolTip(langText(2614));
+    connect(buttons, &QDialogButtonBox::accepted, this, [this] {
+        if (applyEdits())
+            accept();
+    });
+    connect(buttons, &QDialogButtonBox::rejected, this, [this] {
+        cancelEdits();
+        reject();
+    });
+    connect(buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this, [this] { applyEdits(); });
+    connect(buttons, &QDialogButtonBox::helpRequested, this,
+        [] { QDesktopServices::openUrl(QUrl::fromLocalFile(appState().helpFile)); });
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(m_tabs);
+    layout->addWidget(buttons);
+
+    connect(m_session.get(), &SettingsSession::valuesChanged, this, [this](const QList<int>& numbers) {
+        updatePreview();
+        if (m_services.valuesChanged)
+            m_services.valuesChanged(numbers);
+    });
+    loadPreviewPicture();
+    updatePreview();
+    refreshStatus();
+
+    // Every tab's name in sight, and within a 1366 × 768 screen.
+    resize(sizeHint().expandedTo(QSize(m_tabs->tabBar()->sizeHint().width() + 60, 520)).boundedTo(QSize(1300, 700)));
+    if (const auto saved = WindowPositions::restore(registry(), objectName()))
+        setGeometry(*saved);
+}
+
+FrmParam::~FrmParam()
+{
+    endSession();
+}
+
+// The preview ends with the window, not with its deletion, which may come after the program's
+// settings are gone (the dialog closed by the program's own end).
+void FrmParam::endSession()
+{
+    if (!m_session)
+        return;
+    WindowPositions::save(registry(), objectName(), geometry());
+    m_session.reset();
+}
+
+void FrmParam::done(int result)
+{
+    QDialog::done(result);
+    endSession();
+}
+
+// --- tabs -------------------------------------------------------------------------------------
+
+QWidget* FrmParam::wallpaperTab()
+{
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+
+    auto* source = new QGroupBox(langText(2513));
+    auto* sourceForm = new QFormLayout(source);
+    auto* folder = withTip(new QLineEdit, 2516);
+    folder->setObjectName(QStringLiteral("folder"));
+    folder->setPlaceholderText(langText(2519));
+    auto* browse = withTip(new QPushButton(langText(2515)), 2516);
+    connect(browse, &QPushButton::clicked, this, &FrmParam::chooseFolder);
+    auto* folderRow = new QHBoxLayout;
+    folderRow->addWidget(folder, 1);
+    folderRow->addWidget(browse);
+    auto* folderWhy = reasonLabel();
+    sourceForm->addRow(langText(2514), folderRow);
+    sourceForm->addRow(QString(), folderWhy);
+    auto* subFolders = checkBox(2517, 2518);
+    sourceForm->addRow(QString(), subFolders);
+    m_binder->text(folder, Repertoire, folderWhy);
+    m_binder->check(subFolders, SousRepertoire);
+    layout->addWidget(source);
+
+    auto* change = new QGroupBox(langText(2520));
+    auto* changeForm = new QFormLayout(change);
+    auto* interval = withTip(new QSpinBox, 2521);
+    interval->setRange(1, 1440);
+    interval->setSuffix(langText(2522));
+    auto* intervalWhy = reasonLabel();
+    changeForm->addRow(langText(2521), interval);
+    changeForm->addRow(QString(), intervalWhy);
+    m_binder->spin(interval, Intervalle, intervalWhy);
+    auto* order = withTip(new QComboBox, 2525);
+    order->addItems({langText(2526), langText(2527), langText(2528)});
+    changeForm->addRow(langText(2525), order);
+    m_binder->choice(order, SelectRandom, {0, 1, 2});
+    auto* atStart = checkBox(2524, 2523);
+    changeForm->addRow(QString(), atStart);
+    m_binder->check(atStart, StartChange);
+    layout->addWidget(change);
+
+    auto* sound = new QGroupBox(langText(2627));
+    auto* soundForm = new QFormLayout(sound);
+    auto* soundOn = checkBox(2529, 2532);
+    soundForm->addRow(QString(), soundOn);
+    m_binder->check(soundOn, SonActif);
+    auto* soundFile = withTip(new QLineEdit, 2610);
+    soundFile->setObjectName(QStringLiteral("soundFile"));
+    auto* soundWhy = reasonLabel();
+    auto* chooseSound = withTip(new QPushButton(langText(2515)), 2610);
+    connect(chooseSound, &QPushButton::clicked, this, &FrmParam::chooseSound);
+    auto* play = withTip(new QPushButton(langText(2531)), 2532);
+    connect(play, &QPushButton::clicked, this, [this] { playSound(m_session->value(FichierSon).toString()); });
+    auto* soundRow = new QHBoxLayout;
+    soundRow->addWidget(soundFile, 1);
+    soundRow->addWidget(chooseSound);
+    soundRow->addWidget(play);
+    soundForm->addRow(langText(2530), soundRow);
+    soundForm->addRow(QString(), soundWhy);
+    m_binder->text(soundFile, FichierSon, soundWhy);
+    layout->addWidget(sound);
+    layout->addStretch();
+    return page;
+}
+
+QWidget* FrmParam::fittingTab()
+{
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    auto* modes = new QGroupBox(langText(2533));
+    auto* modesForm = new QFormLayout(modes);
+    auto* mode = withTip(new QComboBox, 2538);
+    mode->setObjectName(QStringLiteral("sizingMode"));
+    mode->addItems({langText(2534), langText(2535), langText(2536), langText(2537)});
+    for (int i = 0; i < 4; ++i)
+        mode->setItemData(i, langText(2538 + i), Qt::ToolTipRole);
+    modesForm->addRow(langText(2533), mode);
+    m_binder->choice(mode, SizingMode, {0, 1, 2, 3});
+    auto* cover = checkBox(2542, 2542);
+    modesForm->addRow(QString(), cover);
+    m_binder->check(cover, BandeZoom);
+    auto* noLimit = checkBox(2543, 2543);
+    modesForm->addRow(QString(), noLimit);
+    m_binder->check(noLimit, AgranMaxi);
+    auto* factor = withTip(new QDoubleSpinBox, 2544);
+    factor->setRange(0, 100);
+    factor->setDecimals(2);
+    factor->setSingleStep(0.25);
+    auto* factorWhy = reasonLabel();
+    modesForm->addRow(langText(2544), factor);
+    modesForm->addRow(QString(), factorWhy);
+    m_binder->hundredths(factor, TauxTaille, factorWhy);
+    auto* deformation = withTip(new QSpinBox, 2545);
+    deformation->setRange(0, 100);
+    deformation->setSuffix(QStringLiteral(" %"));
+    auto* deformationWhy = reasonLabel();
+    modesForm->addRow(langText(2545), deformation);
+    modesForm->addRow(QString(), deformationWhy);
+    m_binder->spin(deformation, TauxDeformation, deformationWhy);
+    auto* coverage = withTip(new QSpinBox, 2546);
+    coverage->setRange(1, 100);
+    coverage->setSuffix(QStringLiteral(" %"));
+    auto* coverageWhy = reasonLabel();
+    modesForm->addRow(langText(2546), coverage);
+    modesForm->addRow(QString(), coverageWhy);
+    m_binder->spin(coverage, TauxCouverture, coverageWhy);
+    auto* ownSize = withTip(new QComboBox, 2547);
+    ownSize->addItems({langText(2547), langText(2548)});
+    modesForm->addRow(langText(2537), ownSize);
+    m_binder->choice(ownSize, CentrerMosaique, {0, 1});
+    layout->addWidget(modes);
+
+    auto* desktop = new QGroupBox(langText(2549));
+    auto* desktopForm = new QFormLayout(desktop);
+    auto* backend = withTip(new QComboBox, 2550);
+    backend->addItem(langText(2551).arg(m_services.detectedBackend));
+    backend->addItems(m_services.backendNames);
+    QList<QVariant> backendValues {QStringLiteral("auto")};
+    for (const QString& name : std::as_const(m_services.backendNames))
+        backendValues << name;
+    desktopForm->addRow(langText(2550), backend);
+    m_binder->choice(backend, BackEndFondEcran, backendValues);
+    auto* lockScreen = checkBox(2552, 2552);
+    desktopForm->addRow(QString(), lockScreen);
+    m_binder->check(lockScreen, FondEcranVerrouillage);
+    if (!m_services.lockScreenKept) {
+        lockScreen->setEnabled(false);
+        desktopForm->addRow(QString(), new QLabel(langText(2553).arg(m_services.detectedBackend)));
+    }
+    layout->addWidget(desktop);
+    layout->addStretch();
+    return page;
+}
+
+QWidget* FrmParam::previewTab()
+{
+    auto* page = new QWidget;
+    auto* layout = new QHBoxLayout(page);
+    auto* previewBox = new QGroupBox(langText(2554));
+    auto* previewLayout = new QVBoxLayout(previewBox);
+    m_preview = new PreviewView;
+    m_preview->setObjectName(QStringLiteral("preview"));
+    m_preview->setMinimumSize(240, 150);
+    m_preview->setToolTip(langText(2554));
+    previewLayout->addWidget(m_preview);
+    layout->addWidget(previewBox, 3);
+
+    auto* stats = new QGroupBox(langText(2555));
+    auto* form = new QFormLayout(stats);
+    for (int caption : {2556, 2557, 2615, 2616, 2617, 2558}) {
+        auto* value = new QLabel;
+        value->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        m_statistics << value;
+        form->addRow(langText(caption), value);
+    }
+    m_countdown = new QLabel;
+    form->addRow(langText(2559), m_countdown);
+    m_counter = new QLabel;
+    form->addRow(langText(2561), m_counter);
+    m_direction = new QLabel;
+    form->addRow(langText(2562), m_direction);
+    m_endOut = new QLabel;
+    m_endOut->setWordWrap(true);
+    m_endOut->setStyleSheet(QStringLiteral("color: #c04000;"));
+    form->addRow(m_endOut);
+    layout->addWidget(stats, 2);
+    return page;
+}
+
+QWidget* FrmParam::soundsTab()
+{
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    auto* sounds = checkBox(2529, 2532);
+    m_binder->check(sounds, SonActif);
+    layout->addWidget(sounds);
+    auto* chime = new QGroupBox(langText(2568));
+    auto* form = new QFormLayout(chime);
+    const std::pair<int, int> switches[]
+        = {{BellSilent, 2569}, {BellHour15, 2570}, {BellHour30, 2571}, {BellHour, 2572}};
+    for (const auto& [number, caption] : switches) {
+        auto* box = checkBox(caption, caption + 54); // 2623 to 2626
+        form->addRow(QString(), box);
+        m_binder->check(box, number);
+    }
+    auto* set = withTip(new QComboBox, 2574);
+    QList<QVariant> sets;
+    const QDir sounds_(MediaFolders::path(MediaFolders::Folder::Sounds));
+    for (int n = 1; n <= 9; ++n) {
+        if (n == 1 || sounds_.exists(QStringLiteral("TPBell%1.mp3").arg(n))) {
+            set->addItem(langText(2575).arg(n));
+            sets << n - 1;
+        }
+    }
+    auto* playSet = withTip(new QPushButton(langText(2531)), 2573);
+    connect(playSet, &QPushButton::clicked, this, [this] {
+        const int n = m_session->value(BellType).toInt() + 1;
+        playSound(MediaFolders::path(MediaFolders::Folder::Sounds) + QStringLiteral("TPBell%1.mp3").arg(n));
+    });
+    auto* setRow = new QHBoxLayout;
+    setRow->addWidget(set, 1);
+    setRow->addWidget(playSet);
+    form->addRow(langText(2574), setRow);
+    m_binder->choice(set, BellType, sets);
+    layout->addWidget(chime);
+    layout->addStretch();
+    return page;
+}
+
+QWidget* FrmParam::hotkeysTab()
+{
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    // The fourteen pairs, with the caption of what each runs.
+    const std::tuple<int, int, int> keys[] = {{HKParamMod, HKParamCode, 363}, {HKAutoMod, HKAutoCode, 367},
+        {HKNextWallMod, HKNextWallCode, 369}, {HKQuickMod, HKQuickCode, 370}, {HKDiapoMod, HKDiapoCode, 532},
+        {HKDiapoAssMod, HKDiapoAssCode, 2026}, {HKAgdMod, HKAgdCode, 371}, {HKAgdBackMod, HKAgdBackCode, 434},
+        {HKNotesMod, HKNotesCode, 422}, {HKSilentMod, HKSilentCode, 2612}, {HKQuietAllMod, HKQuietAllCode, 382},
+        {HKScrSaveMod, HKScrSaveCode, 418}, {HKAlbumMod, HKAlbumCode, 2613}, {HKCiselorMod, HKCiselorCode, 2111}};
+    auto* table = new QTableWidget(int(std::size(keys)), 2);
+    table->setObjectName(QStringLiteral("hotkeys"));
+    table->setHorizontalHeaderLabels({langText(2576), langText(2577)});
+    table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+    table->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    table->verticalHeader()->hide();
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setToolTip(langText(2579));
+    int row = 0;
+    for (const auto& [mod, code, caption] : keys) {
+        QString text = m_services.hotkeyText
+            ? m_services.hotkeyText(m_session->value(mod).toInt(), m_session->value(code).toInt())
+            : QString();
+        table->setItem(row, 0, new QTableWidgetItem(langText(caption).remove(QStringLiteral("..."))));
+        table->setItem(row++, 1, new QTableWidgetItem(text.isEmpty() ? langText(2578) : text));
+    }
+    layout->addWidget(table);
+    auto* note = new QLabel(langText(2579));
+    note->setWordWrap(true);
+    layout->addWidget(note);
+    return page;
+}
+
+QWidget* FrmParam::notesTab()
+{
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    auto* alarms = new QGroupBox(langText(2580));
+    auto* form = new QFormLayout(alarms);
+    auto* font = withTip(new QFontComboBox, 2581);
+    form->addRow(langText(2581), font);
+    // Shown first, listened to after: a font the system replaces (no Arial here) is not an edit.
+    font->setCurrentFont(QFont(m_session->value(AlmFontName).toString()));
+    connect(font, &QFontComboBox::currentFontChanged, this,
+        [this](const QFont& chosen) { m_session->edit(AlmFontName, chosen.family()); });
+    auto* size = withTip(new QSpinBox, 2618);
+    size->setRange(1, 100);
+    auto* sizeWhy = reasonLabel();
+    form->addRow(langText(2618), size);
+    form->addRow(QString(), sizeWhy);
+    m_binder->spin(size, AlmFontSize, sizeWhy);
+    auto* styleRow = new QHBoxLayout;
+    for (const auto& [number, caption] :
+        {std::pair {AlmFontBold, 2619}, std::pair {AlmFontItalic, 2620}, std::pair {AlmFontUnderline, 2621}}) {
+        auto* box = checkBox(caption, caption);
+        styleRow->addWidget(box);
+        m_binder->check(box, number);
+    }
+    form->addRow(QString(), styleRow);
+    auto* colours = new QHBoxLayout;
+    for (const auto& [number, caption] :
+        {std::pair {AlmCouleurAv, 2582}, std::pair {AlmCouleurAr, 2583}, std::pair {AlmCouleurFond, 2584}}) {
+        auto* button = withTip(new QPushButton(langText(caption)), caption);
+        colours->addWidget(button);
+        m_binder->colour(button, number);
+    }
+    form->addRow(QString(), colours);
+    auto* shadow = checkBox(2585, 2585);
+    form->addRow(QString(), shadow);
+    m_binder->check(shadow, AlmOmbre);
+    auto* offset = withTip(new QSpinBox, 2586);
+    offset->setRange(1, 20);
+    auto* offsetWhy = reasonLabel();
+    form->addRow(langText(2586), offset);
+    form->addRow(QString(), offsetWhy);
+    m_binder->spin(offset, AlmOffset, offsetWhy);
+    m_notesSample = new QLabel(langText(2588));
+    m_notesSample->setObjectName(QStringLiteral("notesSample"));
+    m_notesSample->setAlignment(Qt::AlignCenter);
+    m_notesSample->setMinimumHeight(80);
+    form->addRow(m_notesSample);
+    layout->addWidget(alarms);
+
+    auto* calendar = new QGroupBox(langText(2589));
+    auto* calendarRow = new QHBoxLayout(calendar);
+    for (const auto& [number, caption] : {std::pair {AgdBackColor, 2590}, std::pair {AgdTitleColor, 2591},
+             std::pair {AgdSatSunColor, 2593}, std::pair {AgdDayFeriesColor, 2594}}) {
+        auto* button = withTip(new QPushButton(langText(caption)), caption);
+        calendarRow->addWidget(button);
+        m_binder->colour(button, number);
+    }
+    layout->addWidget(calendar);
+    layout->addStretch();
+    return page;
+}
+
+QWidget* FrmParam::generalTab()
+{
+    auto* page = new QWidget;
+    auto* form = new QFormLayout(page);
+    auto* language = withTip(new QComboBox, 2595);
+    QList<QVariant> codes;
+    const QDir folder = QFileInfo(InterfaceTexts::languageFile(QStringLiteral("FRA"))).dir();
+    for (const QString& file : folder.entryList({QStringLiteral("???.lng")}, QDir::Files, QDir::Name)) {
+        const QString code = file.left(3).toUpper();
+        if (!InterfaceTexts::languageExists(code))
+            continue;
+        language->addItem(code == QLatin1String("FRA") ? QStringLiteral("Français")
+                : code == QLatin1String("ENG")         ? QStringLiteral("English")
+                                                       : code);
+        codes << code;
+    }
+    form->addRow(langText(2595), language);
+    m_binder->choice(language, Langue, codes);
+    auto* logOn = checkBox(2596, 2596);
+    form->addRow(QString(), logOn);
+    m_binder->check(logOn, Demarrage);
+    auto* splash = checkBox(2597, 2597);
+    form->addRow(QString(), splash);
+    m_binder->check(splash, Splash);
+    auto* positions = checkBox(2598, 2598);
+    form->addRow(QString(), positions);
+    m_binder->check(positions, WindowsPos);
+    auto* doubleClick = withTip(new QComboBox, 2599);
+    const int commands[] = {363, 367, 369, 370, 532, 2026, 371, 434, 422, 382, 380, 372, 2612, 373, 2111, 418};
+    QList<QVariant> values;
+    for (int i = 0; i < int(std::size(commands)); ++i) {
+        doubleClick->addItem(langText(commands[i]).remove(QStringLiteral("...")));
+        values << i;
+    }
+    form->addRow(langText(2599), doubleClick);
+    m_binder->choice(doubleClick, MenuOptionDefaut, values);
+    return page;
+}
+
+// --- behaviour --------------------------------------------------------------------------------
+
+bool FrmParam::applyEdits()
+{
+    if (m_session->changedOutside())
+        askAboutOutsideChange();
+    if (!m_session->apply()) {
+        QMessageBox::warning(this, windowTitle(), langText(2607));
+        return false;
+    }
+    m_appliedWhileEditing = false;
+    return true;
+}
+
+void FrmParam::cancelEdits()
+{
+    m_session->cancel();
+    m_binder->reload();
+    // A wallpaper applied meanwhile may wear the dropped values: it is fitted again.
+    if (std::exchange(m_appliedWhileEditing, false) && m_services.refitWallpaper)
+        m_services.refitWallpaper();
+}
+
+void FrmParam::askAboutOutsideChange()
+{
+    QMessageBox question(QMessageBox::Question, windowTitle(), langText(2604), QMessageBox::NoButton, this);
+    QPushButton* mine = question.addButton(langText(2605), QMessageBox::AcceptRole);
+    question.addButton(langText(2606), QMessageBox::RejectRole);
+    question.exec();
+    if (question.clickedButton() != mine) {
+        m_session->takeOutsideChange();
+        m_binder->reload();
+    }
+}
+
+void FrmParam::closeEvent(QCloseEvent* event)
+{
+    if (m_session->hasEdits()) {
+        const auto answer = QMessageBox::question(this, windowTitle(), langText(2608),
+            QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+        if (answer == QMessageBox::Cancel || (answer == QMessageBox::Save && !applyEdits())) {
+            event->ignore();
+            return;
+        }
+        if (answer == QMessageBox::Discard)
+            cancelEdits();
+    }
+    QDialog::closeEvent(event);
+    if (event->isAccepted())
+        endSession();
+}
+
+void FrmParam::keyPressEvent(QKeyEvent* event)
+{
+    // Escape is Cancel: the same road, so that a preview never outlives the dialog.
+    if (event->key() == Qt::Key_Escape) {
+        cancelEdits();
+        reject();
+        return;
+    }
+    QDialog::keyPressEvent(event);
+}
+
+void FrmParam::wallpaperApplied()
+{
+    if (!m_session)
+        return;
+    if (m_session->hasEdits())
+        m_appliedWhileEditing = true;
+    loadPreviewPicture();
+    updatePreview();
+}
+
+void FrmParam::loadPreviewPicture()
+{
+    const QString current = registry().get(CurrentWallPaper).toString();
+    m_previewPicture = QImage();
+    if (current.isEmpty())
+        return;
+    const auto info = m_decoder->probe(current);
+    if (!info)
+        return;
+    m_previewPictureSize = info->size;
+    m_previewMetafile = info->isMetafile();
+    // Small once: a sizing change only redraws it.
+    const QSize small = info->size.scaled(480, 480, Qt::KeepAspectRatio);
+    m_previewPicture = m_decoder->decode(current, small, Qt::black);
+}
+
+void FrmParam::updatePreview()
+{
+    if (!m_preview || !m_services.monitors || !m_session)
+        return;
+    ClsMonitor& monitors = *m_services.monitors;
+    QList<QRect> rects;
+    for (const ClsMonitor::Record& record : monitors.records())
+        rects << record.monitor;
+    const int current = monitors.currentMonitor();
+    const auto monitor = monitors.monitorSize(current);
+    const auto work = monitors.count() == 1 ? monitors.workAreaSize(current) : monitor;
+    std::optional<SizingResult> sizing;
+    QSize workArea;
+    if (monitor && work && !m_previewPictureSize.isEmpty()) {
+        workArea = QSize(work->left - monitor->left + work->width, work->top - monitor->top + work->height);
+        sizing = computeSizing(m_previewPictureSize.width(), m_previewPictureSize.height(), m_previewMetafile,
+            QSize(monitor->width, monitor->height), workArea, WallpaperRenderer::settingsFromRegistry());
+    }
+    m_preview->picture = m_previewPicture;
+    m_preview->monitors = rects;
+    m_preview->current = current - 1;
+    m_preview->sizing = sizing;
+    m_preview->update();
+    const auto stats = sizing ? WallpaperPreview::statistics(*sizing, workArea) : WallpaperPreview::Statistics {};
+    const QString warning = QStringLiteral("color: #c04000;");
+    const QString texts[]
+        = {stats.scale, stats.deformation, stats.ratio, stats.widthChange, stats.heightChange, stats.coverage};
+    const bool warned[] = {
+        false, stats.deformationWarning, stats.ratioWarning, stats.deformationWarning, stats.deformationWarning, false};
+    for (qsizetype i = 0; i < m_statistics.size(); ++i) {
+        m_statistics[i]->setText(sizing && !texts[i].isEmpty() ? texts[i] : QStringLiteral("—"));
+        m_statistics[i]->setStyleSheet(warned[i] ? warning : QString());
+    }
+    if (m_notesSample) {
+        QFont font(m_session->value(AlmFontName).toString());
+        font.setPointSize(qBound(6, m_session->value(AlmFontSize).toInt(), 40));
+        font.setBold(m_session->value(AlmFontBold).toInt() != 0);
+        font.setItalic(m_session->value(AlmFontItalic).toInt() != 0);
+        font.setUnderline(m_session->value(AlmFontUnderline).toInt() != 0);
+        m_notesSample->setFont(font);
+        m_notesSample->setStyleSheet(QStringLiteral("background-color: %1; color: %2;")
+                                         .arg(colourFromSetting(m_session->value(AlmCouleurFond).toUInt()).name(),
+                                             colourFromSetting(m_session->value(AlmCouleurAv).toUInt()).name()));
+    }
+}
+
+void FrmParam::refreshStatus()
+{
+    if (!m_countdown)
+        return;
+    const qint64 left = m_services.secondsLeft ? m_services.secondsLeft() : -1;
+    m_countdown->setText(left >= 0 ? langText(2560).arg(left) : langText(2567));
+    const QList<int> counter = m_services.counter ? m_services.counter() : QList<int>();
+    if (counter.size() == 4) {
+        m_counter->setText(QStringLiteral("%1 / %2").arg(counter[0]).arg(counter[1]));
+        m_direction->setText(langText(counter[2] < 0 ? 2564 : 2563));
+        m_endOut->setText(counter[3] ? langText(2565).arg(counter[1]) : QString());
+    }
+}
+
+void FrmParam::playSound(const QString& file)
+{
+    const QString path
+        = QFileInfo(file).isAbsolute() ? file : MediaFolders::findFile(MediaFolders::Folder::Sounds, file);
+    const QString type = QMimeDatabase().mimeTypeForFile(path).name();
+    if (path.isEmpty() || !QFileInfo(path).isFile() || !type.startsWith(QLatin1String("audio/"))) {
+        QMessageBox::information(this, windowTitle(), langText(2609).arg(QDir::toNativeSeparators(file)));
+        return;
+    }
+    SoundService::instance().play({path});
+}
+
+void FrmParam::chooseFolder()
+{
+    const QString chosen
+        = QFileDialog::getExistingDirectory(this, langText(2611), m_session->value(Repertoire).toString());
+    if (chosen.isEmpty())
+        return;
+    auto* folder = findChild<QLineEdit*>(QStringLiteral("folder"));
+    folder->setText(chosen);
+    emit folder->editingFinished();
+}
+
+void FrmParam::chooseSound()
+{
+    const QString chosen = QFileDialog::getOpenFileName(
+        this, langText(2610), MediaFolders::path(MediaFolders::Folder::Sounds), langText(2622));
+    if (chosen.isEmpty())
+        return;
+    const QString type = QMimeDatabase().mimeTypeForFile(chosen).name();
+    if (!type.startsWith(QLatin1String("audio/"))) {
+        QMessageBox::warning(this, windowTitle(), langText(2609).arg(QDir::toNativeSeparators(chosen)));
+        return;
+    }
+    auto* file = findChild<QLineEdit*>(QStringLiteral("soundFile"));
+    file->setText(chosen);
+    emit file->editingFinished();
+}
