@@ -49,7 +49,9 @@ bool SwayBackend::isAvailable(QString* reason) const
 
 QString SwayBackend::command(const WallpaperTarget& target)
 {
-    QString mode = QStringLiteral("center");
+    // WORKAROUND(sway): "center" leaves sway's own grey around the picture unless a colour is
+    // given; the bands are black, as on every other desktop.
+    QString mode = QStringLiteral("center \"#000000\"");
     if (target.style == WallpaperStyle::Tiled)
         mode = QStringLiteral("tile");
     else if (target.style == WallpaperStyle::Stretched)
