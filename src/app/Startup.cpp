@@ -39,13 +39,7 @@ Startup::~Startup()
 
 QString Startup::settleLanguage(const QString& configured)
 {
-    const QString code = configured.trimmed().toUpper();
-    if (code.isEmpty() || !InterfaceTexts::languageExists(code)) {
-        TAPISOL_TRACE(
-            QStringLiteral("M1 Langue '") + configured + QStringLiteral("' absente ou illisible, FRA utilisée"));
-        return QStringLiteral("FRA");
-    }
-    return code;
+    return InterfaceTexts::settledCode(configured);
 }
 
 QString Startup::helpFileFor(const QString& languageCode)

@@ -57,6 +57,17 @@ bool InterfaceTexts::languageExists(const QString& code)
     return probe.load(trimmed);
 }
 
+QString InterfaceTexts::settledCode(const QString& configured)
+{
+    const QString code = configured.trimmed().toUpper();
+    if (code.isEmpty() || !languageExists(code)) {
+        TAPISOL_TRACE(
+            QStringLiteral("M1 Langue '") + configured + QStringLiteral("' absente ou illisible, FRA utilisée"));
+        return QStringLiteral("FRA");
+    }
+    return code;
+}
+
 bool InterfaceTexts::load(const QString& code)
 {
     m_code = code.trimmed().toUpper();

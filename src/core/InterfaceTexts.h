@@ -17,6 +17,10 @@ public:
     /// can be read and holds at least one text.
     static bool languageExists(const QString& code);
 
+    /// The language to use for the `Langue` setting: trimmed, upper case, "FRA" when empty or
+    /// when that language cannot be used.
+    static QString settledCode(const QString& configured);
+
     /// Path of the language file for a code; the file need not exist.
     static QString languageFile(const QString& code);
 

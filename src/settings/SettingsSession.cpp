@@ -117,6 +117,7 @@ bool SettingsSession::apply()
     m_registry.beginPreview();
     m_knownFileTime = fileTime();
     emit valuesChanged(written);
+    emit applied(written);
     return true;
 }
 

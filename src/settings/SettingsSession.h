@@ -51,6 +51,8 @@ public:
 signals:
     /// An edit was previewed or dropped, or values were written: what shows them follows.
     void valuesChanged(const QList<int>& numbers);
+    /// Values were written (Apply or OK).
+    void applied(const QList<int>& numbers);
 
 private:
     QDateTime fileTime() const;

@@ -457,7 +457,22 @@ void FrmSysTray::showSettings()
         return QList<int> {counter.shown, counter.count, counter.direction, counter.endOut ? 1 : 0};
     };
     services.hotkeyText = [](int modifiers, int code) { return hotkeyText(modifiers, code); };
+    services.autoMode = [this] { return m_schedule.isOn(); };
+    services.setAutoMode = [this](bool on) { turnTimer(on); };
     services.valuesChanged = [this](const QList<int>&) { refreshMenu(); };
+    services.applied = [this](const QList<int>& numbers) {
+        // A new language shows at once, in the menu and in the dialog.
+        if (!numbers.contains(SettingNo::Langue))
+            return;
+        const QString code = InterfaceTexts::settledCode(registry().get(SettingNo::Langue).toString());
+        if (code != appState().languageCode && interfaceTexts().load(code)) {
+            TAPISOL_TRACE(QStringLiteral("SY Langue ") + code);
+            appState().languageCode = code;
+            refreshMenu();
+            if (m_settings)
+                m_settings->retranslate();
+        }
+    };
     services.refitWallpaper = [this] { m_parts.wallpaper->monitorsChanged(); };
     services.detectedBackend = m_parts.wallpaper->backendName();
     services.backendNames = WallpaperBackends::names();

@@ -34,6 +34,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QShortcut>
 #include <QSpinBox>
 #include <QTabBar>
 #include <QTabWidget>
@@ -119,42 +120,43 @@ FrmParam::FrmParam(Services services, QWidget* parent)
     , m_decoder(std::make_unique<ImageDecoder>())
 {
     setObjectName(QStringLiteral("FrmParam"));
-    setWindowTitle(langText(2505));
     setAttribute(Qt::WA_DeleteOnClose);
-    m_binder = new SettingBinder(*m_session, this);
-
     m_tabs = new QTabWidget;
-    m_tabs->addTab(wallpaperTab(), langText(2506));
-    m_tabs->addTab(fittingTab(), langText(2507));
-    m_tabs->addTab(previewTab(), langText(2508));
-    m_tabs->addTab(soundsTab(), langText(2509));
-    m_tabs->addTab(hotkeysTab(), langText(2510));
-    m_tabs->addTab(notesTab(), langText(2511));
-    m_tabs->addTab(generalTab(), langText(2512));
-
-    auto* buttons = new QDialogButtonBox(
+    m_buttons = new QDialogButtonBox(
         QDialogButtonBox::Ok | QDialogButtonBox::Cancel | QDialogButtonBox::Apply | QDialogButtonBox::Help);
-    buttons->button(QDialogButtonBox::Ok)->setText(langText(2600));
-    buttons->button(QDialogButtonBox::Cancel)->setText(langText(2601));
-    buttons->button(QDialogButtonBox::Apply)->setText(langText(2602));
-    buttons->button(QDialogButtonBox::Help)->setText(langText(2603));
-    buttons->button(QDialogButtonBox::Apply)->setToolTip(langText(2614));
-    connect(buttons, &QDialogButtonBox::accepted, this, [this] {
+    connect(m_buttons, &QDialogButtonBox::accepted, this, [this] {
         if (applyEdits())
             accept();
     });
-    connect(buttons, &QDialogButtonBox::rejected, this, [this] {
+    connect(m_buttons, &QDialogButtonBox::rejected, this, [this] {
         cancelEdits();
         reject();
     });
-    connect(buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this, [this] { applyEdits(); });
-    connect(buttons, &QDialogButtonBox::helpRequested, this,
+    connect(m_buttons->button(QDialogButtonBox::Apply), &QPushButton::clicked, this, [this] { applyEdits(); });
+    connect(m_buttons, &QDialogButtonBox::helpRequested, this,
         [] { QDesktopServices::openUrl(QUrl::fromLocalFile(appState().helpFile)); });
+    auto* help = new QShortcut(QKeySequence::HelpContents, this);
+    connect(help, &QShortcut::activated, m_buttons, &QDialogButtonBox::helpRequested);
+    build();
+    // Keyboard: a tab shown puts the focus on its first control.
+    connect(m_tabs, &QTabWidget::currentChanged, this, [this] {
+        QWidget* page = m_tabs->currentWidget();
+        for (QWidget* child : page ? page->findChildren<QWidget*>() : QList<QWidget*>()) {
+            if ((child->focusPolicy() & Qt::TabFocus) && child->isEnabled()) {
+                child->setFocus(Qt::TabFocusReason);
+                return;
+            }
+        }
+    });
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_tabs);
-    layout->addWidget(buttons);
+    layout->addWidget(m_buttons);
 
+    connect(m_session.get(), &SettingsSession::applied, this, [this](const QList<int>& numbers) {
+        if (m_services.applied)
+            m_services.applied(numbers);
+    });
     connect(m_session.get(), &SettingsSession::valuesChanged, this, [this](const QList<int>& numbers) {
         updatePreview();
         if (m_services.valuesChanged)
@@ -168,6 +170,44 @@ FrmParam::FrmParam(Services services, QWidget* parent)
     resize(sizeHint().expandedTo(QSize(m_tabs->tabBar()->sizeHint().width() + 60, 520)).boundedTo(QSize(1300, 700)));
     if (const auto saved = WindowPositions::restore(registry(), objectName()))
         setGeometry(*saved);
+    findChild<QLineEdit*>(QStringLiteral("folder"))->setFocus(Qt::OtherFocusReason);
+}
+
+// The tabs and every text, from the interface texts loaded now.
+void FrmParam::build()
+{
+    setWindowTitle(langText(2505));
+    const int shown = m_tabs->currentIndex();
+    while (m_tabs->count() > 0) {
+        QWidget* page = m_tabs->widget(0);
+        m_tabs->removeTab(0);
+        page->deleteLater();
+    }
+    m_statistics.clear();
+    delete m_binder;
+    m_binder = new SettingBinder(*m_session, this);
+    m_tabs->addTab(wallpaperTab(), langText(2506));
+    m_tabs->addTab(fittingTab(), langText(2507));
+    m_tabs->addTab(previewTab(), langText(2508));
+    m_tabs->addTab(soundsTab(), langText(2509));
+    m_tabs->addTab(hotkeysTab(), langText(2510));
+    m_tabs->addTab(notesTab(), langText(2511));
+    m_tabs->addTab(generalTab(), langText(2512));
+    m_tabs->setCurrentIndex(qMax(0, shown));
+    m_buttons->button(QDialogButtonBox::Ok)->setText(langText(2600));
+    m_buttons->button(QDialogButtonBox::Cancel)->setText(langText(2601));
+    m_buttons->button(QDialogButtonBox::Apply)->setText(langText(2602));
+    m_buttons->button(QDialogButtonBox::Help)->setText(langText(2603));
+    m_buttons->button(QDialogButtonBox::Apply)->setToolTip(langText(2614));
+}
+
+void FrmParam::retranslate()
+{
+    if (!m_session)
+        return;
+    build();
+    updatePreview();
+    refreshStatus();
 }
 
 FrmParam::~FrmParam()
@@ -230,6 +270,17 @@ QWidget* FrmParam::wallpaperTab()
     order->addItems({langText(2526), langText(2527), langText(2528)});
     changeForm->addRow(langText(2525), order);
     m_binder->choice(order, SelectRandom, {0, 1, 2});
+    if (m_services.autoMode) {
+        // The tray's state rather than a setting: it follows at once, as the menu's entry does.
+        auto* autoMode = checkBox(2628, 2629);
+        autoMode->setObjectName(QStringLiteral("autoMode"));
+        autoMode->setChecked(m_services.autoMode());
+        connect(autoMode, &QCheckBox::toggled, this, [this](bool on) {
+            if (m_services.autoMode() != on && m_services.setAutoMode)
+                m_services.setAutoMode(on);
+        });
+        changeForm->addRow(QString(), autoMode);
+    }
     auto* atStart = checkBox(2524, 2523);
     changeForm->addRow(QString(), atStart);
     m_binder->check(atStart, StartChange);
@@ -527,11 +578,13 @@ QWidget* FrmParam::generalTab()
     form->addRow(QString(), positions);
     m_binder->check(positions, WindowsPos);
     auto* doubleClick = withTip(new QComboBox, 2599);
-    const int commands[] = {363, 367, 369, 370, 532, 2026, 371, 434, 422, 382, 380, 372, 2612, 373, 2111, 418};
+    // The commands a double click can run, by number, with their menu captions.
+    const std::pair<int, int> commands[] = {{0, 363}, {1, 367}, {2, 369}, {3, 370}, {4, 532}, {5, 2026}, {6, 371},
+        {7, 434}, {8, 422}, {9, 382}, {11, 380}, {12, 372}, {14, 373}, {15, 2111}, {16, 418}};
     QList<QVariant> values;
-    for (int i = 0; i < int(std::size(commands)); ++i) {
-        doubleClick->addItem(langText(commands[i]).remove(QStringLiteral("...")));
-        values << i;
+    for (const auto& [command, caption] : commands) {
+        doubleClick->addItem(langText(caption).remove(QStringLiteral("...")));
+        values << command;
     }
     form->addRow(langText(2599), doubleClick);
     m_binder->choice(doubleClick, MenuOptionDefaut, values);

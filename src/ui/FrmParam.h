@@ -27,10 +27,13 @@ public:
     struct Services
     {
         ClsMonitor* monitors = nullptr;
-        std::function<qint64()> secondsLeft;                  // before the next change, -1 when auto mode is off
-        std::function<QList<int>()> counter;                  // shown, count, direction, end-out (0/1)
-        std::function<QString(int, int)> hotkeyText;          // a stored hot key as the menu shows it
+        std::function<qint64()> secondsLeft;         // before the next change, -1 when auto mode is off
+        std::function<QList<int>()> counter;         // shown, count, direction, end-out (0/1)
+        std::function<QString(int, int)> hotkeyText; // a stored hot key as the menu shows it
+        std::function<bool()> autoMode;              // the tray's automatic change
+        std::function<void(bool)> setAutoMode;
         std::function<void(const QList<int>&)> valuesChanged; // what the dialog previewed or wrote
+        std::function<void(const QList<int>&)> applied;       // what the dialog wrote
         std::function<void()> refitWallpaper;                 // render the wallpaper again with the stored values
         QString detectedBackend;                              // the desktop back end in use
         QStringList backendNames;                             // every back end that can be forced
@@ -46,6 +49,9 @@ public:
     /// A wallpaper was applied while the dialog is open (with its unsaved values, maybe).
     void wallpaperApplied();
 
+    /// Builds every text again, in the interface language now loaded.
+    void retranslate();
+
     /// The names of the tabs, for tests and help.
     QTabWidget* tabs() const { return m_tabs; }
 
@@ -56,6 +62,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    void build();
     QWidget* wallpaperTab();
     QWidget* fittingTab();
     QWidget* previewTab();
@@ -77,6 +84,7 @@ private:
     std::unique_ptr<SettingsSession> m_session;
     SettingBinder* m_binder = nullptr;
     QTabWidget* m_tabs = nullptr;
+    class QDialogButtonBox* m_buttons = nullptr;
     PreviewView* m_preview = nullptr;
     QList<QLabel*> m_statistics; // scale, deformation, ratio, width, height, coverage
     QLabel* m_countdown = nullptr;
