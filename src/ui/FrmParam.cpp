@@ -31,6 +31,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeDatabase>
+#include <QMultiHash>
 #include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
@@ -82,6 +83,52 @@ protected:
                 }
                 painter.restore();
             }
+            painter.setPen(palette().color(QPalette::WindowText));
+            painter.drawRect(monitor.frame.adjusted(0, 0, -1, -1));
+        }
+    }
+};
+
+// What each fitting mode does, drawn with the real sizing rules: a 4:3 picture on a 16:9 screen,
+// with the dialog's current limits.
+class ModeSketch : public QWidget
+{
+public:
+    using QWidget::QWidget;
+    QSize sizeHint() const override { return {160, 90}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        SizingSettings settings = WallpaperRenderer::settingsFromRegistry();
+        const QSize screen(1600, 900);
+        const auto sizing = computeSizing(600, 450, false, screen, screen, settings);
+        if (!sizing)
+            return;
+        QImage picture(80, 60, QImage::Format_RGB32);
+        QPainter sketch(&picture);
+        sketch.fillRect(0, 0, 80, 40, QColor(90, 150, 220));
+        sketch.fillRect(0, 40, 80, 20, QColor(70, 140, 60));
+        sketch.setBrush(QColor(250, 210, 60));
+        sketch.setPen(Qt::NoPen);
+        sketch.drawEllipse(56, 8, 14, 14);
+        sketch.end();
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        const QSizeF area = QSizeF(size()).scaled(QSizeF(width() - 2, height() - 2), Qt::KeepAspectRatio);
+        for (WallpaperPreview::Monitor monitor :
+            WallpaperPreview::layout({QRect(QPoint(), screen)}, 0, *sizing, area)) {
+            painter.fillRect(monitor.frame, Qt::black);
+            painter.save();
+            painter.setClipRect(monitor.frame);
+            if (monitor.tiled) {
+                painter.setBrushOrigin(monitor.frame.topLeft());
+                painter.fillRect(
+                    monitor.frame, QBrush(picture.scaled(monitor.picture.size().toSize().expandedTo({1, 1}))));
+            } else {
+                painter.drawImage(monitor.picture, picture);
+            }
+            painter.restore();
             painter.setPen(palette().color(QPalette::WindowText));
             painter.drawRect(monitor.frame.adjusted(0, 0, -1, -1));
         }
@@ -321,7 +368,14 @@ QWidget* FrmParam::fittingTab()
     mode->addItems({langText(2534), langText(2535), langText(2536), langText(2537)});
     for (int i = 0; i < 4; ++i)
         mode->setItemData(i, langText(2538 + i), Qt::ToolTipRole);
-    modesForm->addRow(langText(2533), mode);
+    auto* sketch = new ModeSketch;
+    sketch->setObjectName(QStringLiteral("modeSketch"));
+    sketch->setFixedSize(160, 92);
+    sketch->setToolTip(langText(2631));
+    auto* modeRow = new QHBoxLayout;
+    modeRow->addWidget(mode, 1);
+    modeRow->addWidget(sketch);
+    modesForm->addRow(langText(2632), modeRow);
     m_binder->choice(mode, SizingMode, {0, 1, 2, 3});
     auto* cover = checkBox(2542, 2542);
     modesForm->addRow(QString(), cover);
@@ -472,13 +526,27 @@ QWidget* FrmParam::hotkeysTab()
     table->verticalHeader()->hide();
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setToolTip(langText(2579));
+    // Two actions on one key: both shown in the warning colour, each naming the other.
+    QMultiHash<QPair<int, int>, QString> actionsOfKey;
+    for (const auto& [mod, code, caption] : keys) {
+        if (m_session->value(code).toInt() != 0)
+            actionsOfKey.insert({m_session->value(mod).toInt(), m_session->value(code).toInt()},
+                langText(caption).remove(QStringLiteral("...")));
+    }
     int row = 0;
     for (const auto& [mod, code, caption] : keys) {
-        QString text = m_services.hotkeyText
-            ? m_services.hotkeyText(m_session->value(mod).toInt(), m_session->value(code).toInt())
-            : QString();
-        table->setItem(row, 0, new QTableWidgetItem(langText(caption).remove(QStringLiteral("..."))));
-        table->setItem(row++, 1, new QTableWidgetItem(text.isEmpty() ? langText(2578) : text));
+        const QPair<int, int> key {m_session->value(mod).toInt(), m_session->value(code).toInt()};
+        const QString text = m_services.hotkeyText ? m_services.hotkeyText(key.first, key.second) : QString();
+        const QString action = langText(caption).remove(QStringLiteral("..."));
+        auto* keyItem = new QTableWidgetItem(text.isEmpty() ? langText(2578) : text);
+        QStringList others = key.second ? actionsOfKey.values(key) : QStringList();
+        others.removeOne(action);
+        if (!others.isEmpty()) {
+            keyItem->setForeground(QColor(0xc0, 0x40, 0x00));
+            keyItem->setToolTip(langText(2630).arg(others.join(QStringLiteral(", "))));
+        }
+        table->setItem(row, 0, new QTableWidgetItem(action));
+        table->setItem(row++, 1, keyItem);
     }
     layout->addWidget(table);
     auto* note = new QLabel(langText(2579));
@@ -530,6 +598,10 @@ QWidget* FrmParam::notesTab()
     form->addRow(langText(2586), offset);
     form->addRow(QString(), offsetWhy);
     m_binder->spin(offset, AlmOffset, offsetWhy);
+    auto* opacity = withTip(new QSpinBox, 2587);
+    opacity->setRange(39, 255);
+    form->addRow(langText(2587), opacity);
+    m_binder->spin(opacity, AlmTransparence, nullptr);
     m_notesSample = new QLabel(langText(2588));
     m_notesSample->setObjectName(QStringLiteral("notesSample"));
     m_notesSample->setAlignment(Qt::AlignCenter);
@@ -698,6 +770,8 @@ void FrmParam::updatePreview()
         sizing = computeSizing(m_previewPictureSize.width(), m_previewPictureSize.height(), m_previewMetafile,
             QSize(monitor->width, monitor->height), workArea, WallpaperRenderer::settingsFromRegistry());
     }
+    if (auto* sketch = findChild<QWidget*>(QStringLiteral("modeSketch")))
+        sketch->update();
     m_preview->picture = m_previewPicture;
     m_preview->monitors = rects;
     m_preview->current = current - 1;
@@ -720,9 +794,14 @@ void FrmParam::updatePreview()
         font.setItalic(m_session->value(AlmFontItalic).toInt() != 0);
         font.setUnderline(m_session->value(AlmFontUnderline).toInt() != 0);
         m_notesSample->setFont(font);
-        m_notesSample->setStyleSheet(QStringLiteral("background-color: %1; color: %2;")
-                                         .arg(colourFromSetting(m_session->value(AlmCouleurFond).toUInt()).name(),
-                                             colourFromSetting(m_session->value(AlmCouleurAv).toUInt()).name()));
+        QColor background = colourFromSetting(m_session->value(AlmCouleurFond).toUInt());
+        background.setAlpha(qBound(39, m_session->value(AlmTransparence).toInt(), 255));
+        m_notesSample->setStyleSheet(QStringLiteral("background-color: rgba(%1, %2, %3, %4); color: %5;")
+                                         .arg(background.red())
+                                         .arg(background.green())
+                                         .arg(background.blue())
+                                         .arg(background.alpha())
+                                         .arg(colourFromSetting(m_session->value(AlmCouleurAv).toUInt()).name()));
     }
 }
 
