@@ -4,17 +4,24 @@
 #include "AppState.h"
 #include "Clock.h"
 #include "ClsMonitor.h"
+#include "ClsRegHotKey.h"
 #include "ClsRegistry.h"
 #include "FrmAbout.h"
+#include "FrmHotKeys.h"
 #include "FrmParam.h"
+#include "HotkeyNames.h"
 #include "HotkeyText.h"
+#include "HourChime.h"
 #include "InterfaceTexts.h"
+#include "MediaFolders.h"
 #include "SoundService.h"
 #include "SplashScreen.h"
 #include "Trace.h"
 #include "TrayMenuModel.h"
 #include "UnloadAll.h"
 #include "WallpaperBackends.h"
+#include "portal/PortalHotkeyBackend.h"
+#include "x11/X11HotkeyBackend.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -94,8 +101,17 @@ FrmSysTray::FrmSysTray(Parts parts, QWidget* parent)
         m_parts.wallpaper = &m_noWallpaper;
     if (!m_parts.alarms)
         m_parts.alarms = &m_noAlarms;
-    if (!m_parts.chime)
-        m_parts.chime = &m_noChime;
+    if (!m_parts.chime) {
+        // The chime paces its strikes with a timer of its own.
+        HourChime::Hooks hooks;
+        hooks.play = [](const QStringList& list, int item) { SoundService::instance().play(list, item - 1); };
+        hooks.quiet = [] { return SoundService::instance().quietAll(); };
+        hooks.setting = [](int number) { return registry().get(number).toInt(); };
+        hooks.soundFile
+            = [](const QString& name) { return MediaFolders::findFile(MediaFolders::Folder::Sounds, name); };
+        m_chime = new HourChime(hooks, this);
+        m_parts.chime = m_chime;
+    }
     m_second = std::make_unique<SecondDispatcher>(SecondDispatcher::Parts {
         this, m_parts.wallpaper, m_parts.alarms, m_parts.chime, &m_schedule, [this] { return intervalMinutes(); }});
     installCommands();
@@ -126,6 +142,7 @@ void FrmSysTray::load()
         splash->show();
     }
     TAPISOL_TRACE(QStringLiteral("SY LoadHKey "));
+    loadHotkeys();
 
     TAPISOL_TRACE(QStringLiteral("SY Load registry"));
     const QVariant savedAuto = registry().rawValue(SettingGroup::Parametres, AutoModeValue);
@@ -150,8 +167,6 @@ void FrmSysTray::load()
 
     connect(&m_timerSecond, &QTimer::timeout, this, &FrmSysTray::timerSecondTick);
     m_timerSecond.start(1000);
-    connect(&m_timerCloche, &QTimer::timeout, this, [this] { m_parts.chime->strike(); });
-    m_timerCloche.start(2000);
     watchScreens();
     m_loaded = true;
     refreshMenu();
@@ -440,6 +455,40 @@ void FrmSysTray::startScreenSaver()
     startCompanion(QStringLiteral("xdg-screensaver"), {QStringLiteral("activate")});
 }
 
+// The twelve bindings, through the X server's grabs, else the desktop portal's global
+// shortcuts; where neither exists, said once and the rest goes on.
+void FrmSysTray::loadHotkeys()
+{
+    std::unique_ptr<HotkeyBackend> backend;
+    QString reason;
+    if (X11HotkeyBackend::isAvailable())
+        backend = std::make_unique<X11HotkeyBackend>();
+    else if (PortalHotkeyBackend::isAvailable(&reason))
+        backend = std::make_unique<PortalHotkeyBackend>();
+    if (!backend) {
+        TAPISOL_TRACE(QStringLiteral("SY LoadHKey inactive: ") + reason);
+        return;
+    }
+    m_hotkeys = new ClsRegHotKey(std::move(backend), this);
+    connect(m_hotkeys, &ClsRegHotKey::hotKeyPressed, this, [this](const QString& name) {
+        TAPISOL_TRACE(QStringLiteral("SY HotKey ") + name);
+        if (const auto command = HotkeyNames::commandOf(name); command && !m_busy)
+            m_dispatcher.run(*command);
+    });
+    registerHotkeys();
+}
+
+void FrmSysTray::registerHotkeys()
+{
+    if (!m_hotkeys)
+        return;
+    for (const HotkeyNames::Binding& binding : HotkeyNames::registered()) {
+        const int code = registry().get(binding.codeSetting).toInt();
+        const int modifiers = registry().get(binding.modifierSetting).toInt();
+        m_hotkeys->registerKey(QLatin1String(binding.name), code, modifiers);
+    }
+}
+
 // One settings dialog: asked again, the open one comes forward.
 void FrmSysTray::showSettings()
 {
@@ -460,7 +509,13 @@ void FrmSysTray::showSettings()
     services.autoMode = [this] { return m_schedule.isOn(); };
     services.setAutoMode = [this](bool on) { turnTimer(on); };
     services.valuesChanged = [this](const QList<int>&) { refreshMenu(); };
+    services.captureHotkey = [](QWidget* parent, const QString& action, int modifiers, int code,
+                                 const std::function<QString(int, int)>& boundTo) {
+        return FrmHotKeys::capture(parent, action, modifiers, code, boundTo);
+    };
     services.applied = [this](const QList<int>& numbers) {
+        if (std::any_of(numbers.cbegin(), numbers.cend(), HotkeyNames::isHotkeySetting))
+            registerHotkeys();
         // A new language shows at once, in the menu and in the dialog.
         if (!numbers.contains(SettingNo::Langue))
             return;
@@ -553,8 +608,9 @@ void FrmSysTray::unloadSequence()
         return;
     m_unloaded = true;
     m_timerSecond.stop();
-    m_timerCloche.stop();
     TAPISOL_TRACE(QStringLiteral("SY, Unload UnHook"));
+    if (m_hotkeys)
+        m_hotkeys->unregisterAll();
     TAPISOL_TRACE(QStringLiteral("SY, Unload Registry Write"));
     registry().setRawValue(SettingGroup::Parametres, AutoModeValue, m_schedule.isOn() ? -1 : 0);
     registry().sync();

@@ -87,6 +87,8 @@ private:
     void startScreenSaver();
     void showAbout();
     void showSettings();
+    void loadHotkeys();
+    void registerHotkeys();
     int intervalMinutes() const;
 
     Parts m_parts;
@@ -99,11 +101,12 @@ private:
     QSystemTrayIcon* m_icon = nullptr;
     QMenu* m_menu = nullptr;
     QPointer<FrmParam> m_settings; // the settings dialog while it is open
+    class ClsRegHotKey* m_hotkeys = nullptr;
+    class HourChime* m_chime = nullptr;
     qint64 m_secondsLeft = -1;
     QList<QAction*> m_menuActions; // one per entry of the menu model, separators included
     bool m_statusNotifier = false; // the icon is a StatusNotifierItem, its menu exported over DBusMenu
     QTimer m_timerSecond;
-    QTimer m_timerCloche;
     QTimer m_screensSettle;
     QString m_tip;
     bool m_iconDocked = false;

@@ -508,51 +508,114 @@ QWidget* FrmParam::soundsTab()
     return page;
 }
 
+namespace {
+
+// The fourteen pairs, with the caption of what each runs.
+struct HotkeyRow
+{
+    int modifierSetting;
+    int codeSetting;
+    int caption;
+};
+const HotkeyRow HotkeyRows[] = {{HKParamMod, HKParamCode, 363}, {HKAutoMod, HKAutoCode, 367},
+    {HKNextWallMod, HKNextWallCode, 369}, {HKQuickMod, HKQuickCode, 370}, {HKDiapoMod, HKDiapoCode, 532},
+    {HKDiapoAssMod, HKDiapoAssCode, 2026}, {HKAgdMod, HKAgdCode, 371}, {HKAgdBackMod, HKAgdBackCode, 434},
+    {HKNotesMod, HKNotesCode, 422}, {HKSilentMod, HKSilentCode, 2612}, {HKQuietAllMod, HKQuietAllCode, 382},
+    {HKScrSaveMod, HKScrSaveCode, 418}, {HKAlbumMod, HKAlbumCode, 2613}, {HKCiselorMod, HKCiselorCode, 2111}};
+
+QString actionOf(const HotkeyRow& row)
+{
+    return langText(row.caption).remove(QStringLiteral("..."));
+}
+
+} // namespace
+
 QWidget* FrmParam::hotkeysTab()
 {
     auto* page = new QWidget;
     auto* layout = new QVBoxLayout(page);
-    // The fourteen pairs, with the caption of what each runs.
-    const std::tuple<int, int, int> keys[] = {{HKParamMod, HKParamCode, 363}, {HKAutoMod, HKAutoCode, 367},
-        {HKNextWallMod, HKNextWallCode, 369}, {HKQuickMod, HKQuickCode, 370}, {HKDiapoMod, HKDiapoCode, 532},
-        {HKDiapoAssMod, HKDiapoAssCode, 2026}, {HKAgdMod, HKAgdCode, 371}, {HKAgdBackMod, HKAgdBackCode, 434},
-        {HKNotesMod, HKNotesCode, 422}, {HKSilentMod, HKSilentCode, 2612}, {HKQuietAllMod, HKQuietAllCode, 382},
-        {HKScrSaveMod, HKScrSaveCode, 418}, {HKAlbumMod, HKAlbumCode, 2613}, {HKCiselorMod, HKCiselorCode, 2111}};
-    auto* table = new QTableWidget(int(std::size(keys)), 2);
-    table->setObjectName(QStringLiteral("hotkeys"));
-    table->setHorizontalHeaderLabels({langText(2576), langText(2577)});
-    table->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
-    table->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
-    table->verticalHeader()->hide();
-    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table->setToolTip(langText(2579));
+    m_hotkeys = new QTableWidget(int(std::size(HotkeyRows)), 2);
+    m_hotkeys->setObjectName(QStringLiteral("hotkeys"));
+    m_hotkeys->setHorizontalHeaderLabels({langText(2576), langText(2577)});
+    m_hotkeys->horizontalHeader()->setSectionResizeMode(0, QHeaderView::Stretch);
+    m_hotkeys->horizontalHeader()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    m_hotkeys->verticalHeader()->hide();
+    m_hotkeys->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_hotkeys->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_hotkeys->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_hotkeys->setToolTip(langText(m_services.captureHotkey ? 2648 : 2579));
+    fillHotkeys();
+    layout->addWidget(m_hotkeys);
+    if (m_services.captureHotkey) {
+        connect(m_hotkeys, &QTableWidget::cellActivated, this, [this](int row) { editHotkey(row); });
+        auto* change = withTip(new QPushButton(langText(2646)), 2648);
+        connect(change, &QPushButton::clicked, this, [this] { editHotkey(m_hotkeys->currentRow()); });
+        auto* row = new QHBoxLayout;
+        row->addStretch();
+        row->addWidget(change);
+        layout->addLayout(row);
+    } else {
+        auto* note = new QLabel(langText(2579));
+        note->setWordWrap(true);
+        layout->addWidget(note);
+    }
+    return page;
+}
+
+void FrmParam::fillHotkeys()
+{
     // Two actions on one key: both shown in the warning colour, each naming the other.
     QMultiHash<QPair<int, int>, QString> actionsOfKey;
-    for (const auto& [mod, code, caption] : keys) {
-        if (m_session->value(code).toInt() != 0)
-            actionsOfKey.insert({m_session->value(mod).toInt(), m_session->value(code).toInt()},
-                langText(caption).remove(QStringLiteral("...")));
+    for (const HotkeyRow& row : HotkeyRows) {
+        if (m_session->value(row.codeSetting).toInt() != 0)
+            actionsOfKey.insert(
+                {m_session->value(row.modifierSetting).toInt(), m_session->value(row.codeSetting).toInt()},
+                actionOf(row));
     }
-    int row = 0;
-    for (const auto& [mod, code, caption] : keys) {
-        const QPair<int, int> key {m_session->value(mod).toInt(), m_session->value(code).toInt()};
+    int index = 0;
+    for (const HotkeyRow& row : HotkeyRows) {
+        const QPair<int, int> key {
+            m_session->value(row.modifierSetting).toInt(), m_session->value(row.codeSetting).toInt()};
         const QString text = m_services.hotkeyText ? m_services.hotkeyText(key.first, key.second) : QString();
-        const QString action = langText(caption).remove(QStringLiteral("..."));
         auto* keyItem = new QTableWidgetItem(text.isEmpty() ? langText(2578) : text);
         QStringList others = key.second ? actionsOfKey.values(key) : QStringList();
-        others.removeOne(action);
+        others.removeOne(actionOf(row));
         if (!others.isEmpty()) {
             keyItem->setForeground(QColor(0xc0, 0x40, 0x00));
             keyItem->setToolTip(langText(2630).arg(others.join(QStringLiteral(", "))));
         }
-        table->setItem(row, 0, new QTableWidgetItem(action));
-        table->setItem(row++, 1, keyItem);
+        m_hotkeys->setItem(index, 0, new QTableWidgetItem(actionOf(row)));
+        m_hotkeys->setItem(index++, 1, keyItem);
     }
-    layout->addWidget(table);
-    auto* note = new QLabel(langText(2579));
-    note->setWordWrap(true);
-    layout->addWidget(note);
-    return page;
+}
+
+// A new combination for one action, taken from the one that held it, if any.
+void FrmParam::editHotkey(int index)
+{
+    if (index < 0 || index >= int(std::size(HotkeyRows)) || !m_services.captureHotkey)
+        return;
+    const HotkeyRow& row = HotkeyRows[index];
+    const auto holder = [this, &row](int modifiers, int code) {
+        for (const HotkeyRow& other : HotkeyRows) {
+            if (&other != &row && m_session->value(other.codeSetting).toInt() == code
+                && m_session->value(other.modifierSetting).toInt() == modifiers)
+                return actionOf(other);
+        }
+        return QString();
+    };
+    const auto chosen = m_services.captureHotkey(this, actionOf(row), m_session->value(row.modifierSetting).toInt(),
+        m_session->value(row.codeSetting).toInt(), holder);
+    if (!chosen)
+        return;
+    const auto [modifiers, code] = *chosen;
+    for (const HotkeyRow& other : HotkeyRows) {
+        if (code && &other != &row && m_session->value(other.codeSetting).toInt() == code
+            && m_session->value(other.modifierSetting).toInt() == modifiers)
+            m_session->edit(other.codeSetting, 0);
+    }
+    m_session->edit(row.modifierSetting, modifiers);
+    m_session->edit(row.codeSetting, code);
+    fillHotkeys();
 }
 
 QWidget* FrmParam::notesTab()

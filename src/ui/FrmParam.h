@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class ClsMonitor;
 class ImageDecoder;
@@ -30,7 +31,11 @@ public:
         std::function<qint64()> secondsLeft;         // before the next change, -1 when auto mode is off
         std::function<QList<int>()> counter;         // shown, count, direction, end-out (0/1)
         std::function<QString(int, int)> hotkeyText; // a stored hot key as the menu shows it
-        std::function<bool()> autoMode;              // the tray's automatic change
+        // Captures a hot key for an action: (parent, action, modifiers, code, who holds a pair).
+        std::function<std::optional<std::pair<int, int>>(
+            QWidget*, const QString&, int, int, const std::function<QString(int, int)>&)>
+            captureHotkey;
+        std::function<bool()> autoMode; // the tray's automatic change
         std::function<void(bool)> setAutoMode;
         std::function<void(const QList<int>&)> valuesChanged; // what the dialog previewed or wrote
         std::function<void(const QList<int>&)> applied;       // what the dialog wrote
@@ -68,6 +73,8 @@ private:
     QWidget* previewTab();
     QWidget* soundsTab();
     QWidget* hotkeysTab();
+    void fillHotkeys();
+    void editHotkey(int row);
     QWidget* notesTab();
     QWidget* generalTab();
     bool applyEdits();
@@ -92,6 +99,7 @@ private:
     QLabel* m_direction = nullptr;
     QLabel* m_endOut = nullptr;
     QLabel* m_notesSample = nullptr;
+    class QTableWidget* m_hotkeys = nullptr;
     std::unique_ptr<ImageDecoder> m_decoder;
     QImage m_previewPicture; // the wallpaper's picture, decoded once at a small size
     QSize m_previewPictureSize;
