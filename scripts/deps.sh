@@ -23,7 +23,7 @@ test_packages=(
     cinnamon-desktop-data mate-desktop-common mate-screensaver-common sway swaybg grim pcmanfm-qt
     xvfb xauth trayer xfce4-panel xdotool x11-utils x11-xserver-utils imagemagick sqlite3
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
-    procps psmisc desktop-file-utils libimage-exiftool-perl
+    procps psmisc desktop-file-utils libimage-exiftool-perl inotify-tools
     xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev
 )
 

@@ -4,7 +4,9 @@
 #include "Trace.h"
 
 #include <QAudioOutput>
+#include <QFileInfo>
 #include <QMediaPlayer>
+#include <QMimeDatabase>
 #include <QUrl>
 
 SoundService& SoundService::instance()
@@ -13,9 +15,40 @@ SoundService& SoundService::instance()
     return service;
 }
 
+QString SoundService::unplayable(const QString& file)
+{
+    const QFileInfo info(file);
+    if (file.isEmpty() || !info.isFile())
+        return QStringLiteral("missing");
+    if (info.size() == 0)
+        return QStringLiteral("empty");
+    const QString type = QMimeDatabase().mimeTypeForFile(file).name();
+    if (!type.startsWith(QLatin1String("audio/")) && type != QLatin1String("video/ogg")
+        && type != QLatin1String("application/ogg"))
+        return QStringLiteral("not a sound (%1)").arg(type);
+    return {};
+}
+
+bool SoundService::playItem(const QString& tabSeparated, int item, int volume)
+{
+    const QStringList files = tabSeparated.split(QLatin1Char('\t'));
+    if (item < 1 || item > files.size())
+        return false;
+    return play({files.at(item - 1)}, 0, volume);
+}
+
 bool SoundService::play(const QStringList& files, int startIndex, int volume)
 {
     if (m_quietAll || !appState().soundCard || startIndex < 0 || startIndex >= files.size())
+        return false;
+    QStringList playable;
+    for (const QString& file : files.mid(startIndex)) {
+        if (const QString why = unplayable(file); !why.isEmpty())
+            TAPISOL_TRACE(QStringLiteral("SND %1 : %2").arg(file, why));
+        else
+            playable << file;
+    }
+    if (playable.isEmpty())
         return false;
     if (!m_player) {
         m_player = new QMediaPlayer(this);
@@ -26,7 +59,7 @@ bool SoundService::play(const QStringList& files, int startIndex, int volume)
         });
     }
     m_player->audioOutput()->setVolume(qBound(0, volume, 100) / 100.0f);
-    m_queue = files.mid(startIndex);
+    m_queue = playable;
     playNext();
     return true;
 }

@@ -16,7 +16,14 @@ public:
     static SoundService& instance();
 
     /// Plays `files` in turn from the one at `startIndex`; false when muted or nothing to play.
+    /// A file that is missing, empty or not audio is traced once and skipped, in silence.
     bool play(const QStringList& files, int startIndex = 0, int volume = 100);
+
+    /// Plays item `item` (from 1) of a tab-separated list of files ("first\tsecond").
+    bool playItem(const QString& tabSeparated, int item, int volume = 100);
+
+    /// Why a file cannot be played, or empty when it can.
+    static QString unplayable(const QString& file);
 
     /// Stops every sound playing now.
     void stopAll();

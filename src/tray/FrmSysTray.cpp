@@ -104,7 +104,7 @@ FrmSysTray::FrmSysTray(Parts parts, QWidget* parent)
     if (!m_parts.chime) {
         // The chime paces its strikes with a timer of its own.
         HourChime::Hooks hooks;
-        hooks.play = [](const QStringList& list, int item) { SoundService::instance().play(list, item - 1); };
+        hooks.play = [](const QStringList& list, int item) { SoundService::instance().playItem(list.join('\t'), item); };
         hooks.quiet = [] { return SoundService::instance().quietAll(); };
         hooks.setting = [](int number) { return registry().get(number).toInt(); };
         hooks.soundFile

@@ -1,5 +1,8 @@
 #include "WallpaperChanger.h"
 
+#include "MediaFolders.h"
+#include "SoundService.h"
+
 #include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "ImageDecoder.h"
@@ -153,8 +156,20 @@ bool WallpaperChanger::showPosition(int position)
     if (!m_renderer->change(picture))
         return false;
     registry().set(SettingNo::LastImage, position);
+    playChangeSound();
     changed();
     return true;
+}
+
+// The sound of a change, when the user wants one: a name is looked for in the sound folders.
+void WallpaperChanger::playChangeSound()
+{
+    if (registry().get(SettingNo::SonActif).toInt() == 0)
+        return;
+    const QString sound = registry().get(SettingNo::FichierSon).toString();
+    const QString path
+        = QFileInfo(sound).isAbsolute() ? sound : MediaFolders::findFile(MediaFolders::Folder::Sounds, sound);
+    SoundService::instance().play({path.isEmpty() ? sound : path});
 }
 
 bool WallpaperChanger::applyFile(const QString& path)

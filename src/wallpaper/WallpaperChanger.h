@@ -48,6 +48,7 @@ private:
     void onRoundPrepared(RoundPreparation prepared);
     bool changeNow();
     bool showPosition(int position);
+    void playChangeSound();
 
     class Candidates;
     ClsMonitor& m_monitors;

@@ -49,8 +49,8 @@ PortalHotkeyBackend::PortalHotkeyBackend()
     m_rebind.setSingleShot(true);
     m_rebind.setInterval(0);
     connect(&m_rebind, &QTimer::timeout, this, &PortalHotkeyBackend::bindAll);
-    QDBusConnection::sessionBus().connect(Service, Path, Interface, QStringLiteral("Activated"), this,
-        SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+    QDBusConnection::sessionBus().connect(
+        Service, Path, Interface, QStringLiteral("Activated"), this, SLOT(onActivated(QDBusMessage)));
 }
 
 bool PortalHotkeyBackend::isAvailable(QString* reason)
@@ -173,11 +173,13 @@ void PortalHotkeyBackend::onBound(uint response, const QVariantMap&)
                       .arg(response == 0 ? QStringLiteral("bound") : QStringLiteral("refused (%1)").arg(response)));
 }
 
-void PortalHotkeyBackend::onActivated(
-    const QDBusObjectPath& session, const QString& shortcut, qulonglong, const QVariantMap&)
+// Activated (session, shortcut id, timestamp, options).
+void PortalHotkeyBackend::onActivated(const QDBusMessage& message)
 {
-    if (session.path() != m_session)
+    const QVariantList arguments = message.arguments();
+    if (arguments.size() < 2 || arguments.at(0).value<QDBusObjectPath>().path() != m_session)
         return;
+    const QString shortcut = arguments.at(1).toString();
     for (auto it = m_bindings.cbegin(); it != m_bindings.cend(); ++it) {
         if (it->name == shortcut) {
             pressed(it.key());

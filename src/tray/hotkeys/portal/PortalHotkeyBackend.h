@@ -2,6 +2,7 @@
 
 #include "HotkeyBackend.h"
 
+#include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QHash>
 #include <QObject>
@@ -33,8 +34,7 @@ public:
 private slots:
     void onSessionCreated(uint response, const QVariantMap& results);
     void onBound(uint response, const QVariantMap& results);
-    void onActivated(
-        const QDBusObjectPath& session, const QString& shortcut, qulonglong timestamp, const QVariantMap& options);
+    void onActivated(const QDBusMessage& message);
 
 private:
     struct Binding
