@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -81,6 +82,8 @@ FrmHotKeys::FrmHotKeys(const QString& action, int modifiers, int code, BoundTo b
     connect(m_buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(m_buttons, &QDialogButtonBox::helpRequested, this,
         [] { QDesktopServices::openUrl(QUrl::fromLocalFile(appState().helpFile)); });
+    auto* help = new QShortcut(QKeySequence::HelpContents, this);
+    connect(help, &QShortcut::activated, m_buttons, &QDialogButtonBox::helpRequested);
     layout->addWidget(m_buttons);
     show(modifiers, code);
     m_field->setFocus();
