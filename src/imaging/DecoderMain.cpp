@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -31,6 +32,8 @@ struct Options
     // Grown past this (a large picture, a leaking library: libwmf keeps every bitmap it renders),
     // the helper answers, then exits; the next request starts a fresh one.
     int retireMb = 256;
+    // Left without a request this long, the helper exits: an idle tray keeps no decoder.
+    int idleSeconds = 0;
 };
 
 Options parseOptions(int argc, char** argv)
@@ -46,6 +49,8 @@ Options parseOptions(int argc, char** argv)
             options.cpuSeconds = value;
         else if (std::strcmp(argv[i], "--retire-mb") == 0 && value > 0)
             options.retireMb = value;
+        else if (std::strcmp(argv[i], "--idle-seconds") == 0 && value > 0)
+            options.idleSeconds = value;
     }
     return options;
 }
@@ -183,7 +188,14 @@ int main(int argc, char** argv)
     // Our declared-size bound and the process limits replace Qt's 256 MB allocation ceiling.
     QImageReader::setAllocationLimit(options.memoryMb);
     QByteArray payload;
-    while (readFrame(STDIN_FILENO, &payload)) {
+    for (;;) {
+        if (options.idleSeconds > 0) {
+            pollfd input {STDIN_FILENO, POLLIN, 0};
+            if (::poll(&input, 1, options.idleSeconds * 1000) == 0)
+                return 0; // idle: the client starts a new helper when it needs one
+        }
+        if (!readFrame(STDIN_FILENO, &payload))
+            break;
         const std::optional<DecoderProtocol::Request> request = DecoderProtocol::decodeRequest(payload);
         if (!request)
             return 2;

@@ -129,7 +129,8 @@ bool ImageDecoder::Private::ensureHelper(QString* cause)
     process->setProgram(helperProgram());
     process->setArguments({QStringLiteral("--pixels-fd"), QString::number(pixelsFd), QStringLiteral("--memory-mb"),
         QString::number(limits.memoryMb), QStringLiteral("--cpu-seconds"), QString::number(limits.cpuSeconds),
-        QStringLiteral("--retire-mb"), QString::number(limits.retireMb)});
+        QStringLiteral("--retire-mb"), QString::number(limits.retireMb), QStringLiteral("--idle-seconds"),
+        QString::number(limits.idleSeconds)});
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("MALLOC_ARENA_MAX"), QStringLiteral("2"));
     process->setProcessEnvironment(environment);
@@ -171,6 +172,12 @@ std::optional<DecoderProtocol::Reply> ImageDecoder::Private::call(
     helper->readAllStandardOutput(); // nothing is expected, but a stale byte must not shift frames
     helper->write(DecoderProtocol::encode(request));
     std::optional<DecoderProtocol::Reply> reply = awaitReply(cause);
+    // A helper that left because it was idle just as the request went: once more, with a new one.
+    if (!reply && helper->state() != QProcess::Running && helper->exitStatus() == QProcess::NormalExit
+        && helper->exitCode() == 0 && ensureHelper(cause)) {
+        helper->write(DecoderProtocol::encode(request));
+        reply = awaitReply(cause);
+    }
     if (!reply)
         stopHelper(false);
     else if (reply->retiring)
@@ -326,6 +333,8 @@ QImage ImageDecoder::decodeTrusted(const QString& path, QSize targetSize, QColor
 
 qint64 ImageDecoder::helperProcessId() const
 {
+    if (d->helper)
+        d->helper->waitForFinished(0); // notices a helper that has left
     return d->helper && d->helper->state() == QProcess::Running ? d->helper->processId() : 0;
 }
 

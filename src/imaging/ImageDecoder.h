@@ -26,6 +26,7 @@ public:
         int cpuSeconds = 15;   // processor time for one picture
         int timeoutMs = 20000; // wall-clock time for one picture, start of the helper included
         int retireMb = 256;    // a helper grown past this (a large picture, a leaking library) is replaced
+        int idleSeconds = 20;  // a helper with nothing to do exits; the next picture starts another
         // Decode raster pictures in this process instead (the formats that need libraries of their
         // own, HEIF/AVIF and metafiles, still go to the helper, the only process linking them). Only
         // for a short-lived command whose own crash costs nothing but itself (`tapisol --apply`

@@ -104,7 +104,8 @@ FrmSysTray::FrmSysTray(Parts parts, QWidget* parent)
     if (!m_parts.chime) {
         // The chime paces its strikes with a timer of its own.
         HourChime::Hooks hooks;
-        hooks.play = [](const QStringList& list, int item) { SoundService::instance().playItem(list.join('\t'), item); };
+        hooks.play
+            = [](const QStringList& list, int item) { SoundService::instance().playItem(list.join('\t'), item); };
         hooks.quiet = [] { return SoundService::instance().quietAll(); };
         hooks.setting = [](int number) { return registry().get(number).toInt(); };
         hooks.soundFile
@@ -262,12 +263,27 @@ void FrmSysTray::putIconInTray()
     m_iconDocked = m_trayHost > 0 || QSystemTrayIcon::isSystemTrayAvailable();
     if (!m_iconDocked) {
         TAPISOL_TRACE(QStringLiteral("SY, Intray, ") + langText(2124));
+        tellNoTrayOnce();
         return;
     }
     // Showing again is what docks the icon into a tray host that (re)appeared.
     m_icon->hide();
     m_icon->show();
     TAPISOL_TRACE(QStringLiteral("SY, Intray, "));
+}
+
+// Without a tray there is nothing to click: the desktop's notification says what is missing,
+// once, and how Tapisol can still be reached.
+void FrmSysTray::tellNoTrayOnce()
+{
+    if (std::exchange(m_toldNoTray, true))
+        return;
+    QDBusMessage notify = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.Notifications"),
+        QStringLiteral("/org/freedesktop/Notifications"), QStringLiteral("org.freedesktop.Notifications"),
+        QStringLiteral("Notify"));
+    notify << programTitle() << 0u << QStringLiteral("tapisol") << langText(2124) << langText(2649) << QStringList()
+           << QVariantMap() << -1;
+    QDBusConnection::sessionBus().call(notify, QDBus::NoBlock);
 }
 
 void FrmSysTray::keepIconDocked()

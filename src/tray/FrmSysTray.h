@@ -74,6 +74,7 @@ private:
     void installCommands();
     void putIconInTray();
     void keepIconDocked();
+    void tellNoTrayOnce();
     void onActivated(QSystemTrayIcon::ActivationReason reason);
     void buildMenu();
     void refreshMenu();
@@ -110,6 +111,7 @@ private:
     QTimer m_screensSettle;
     QString m_tip;
     bool m_iconDocked = false;
+    bool m_toldNoTray = false;
     qint64 m_trayHost = 0; // the XEmbed tray host's window on X11
     bool m_busy = false;
     bool m_loaded = false;

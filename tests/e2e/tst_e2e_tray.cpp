@@ -24,6 +24,25 @@ public slots:
     bool SetActive(bool active) { return activations << active, true; }
 };
 
+// The desktop's notification service on the test's bus, speaking its interface: Notify() keeps
+// what it was given.
+class Notifications : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    QStringList summaries;
+
+public slots:
+    uint Notify(const QString&, uint, const QString&, const QString& summary, const QString&, const QStringList&,
+        const QVariantMap&, int)
+    {
+        summaries << summary;
+        return uint(summaries.size());
+    }
+};
+
 // One item of a DBusMenu layout: its id, its properties and the items under it.
 struct MenuItem
 {
@@ -157,12 +176,26 @@ private slots:
         QVERIFY(s->log().contains(QStringLiteral("SY, MenuContext Action 20\r\nSy ActionMenu 17\r\nSY, QueryUnload")));
     }
 
+    // No tray host: the user is told once by a desktop notification, the program works, and the
+    // icon docks when a host comes; it survives the host's death and return.
     void iconWaitsForATrayHostAndSurvivesItsRestart()
     {
+        Notifications notifications;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        QVERIFY(bus.registerObject(
+            QStringLiteral("/org/freedesktop/Notifications"), &notifications, QDBusConnection::ExportAllSlots));
+        QVERIFY(bus.registerService(QStringLiteral("org.freedesktop.Notifications")));
+        const auto cleanup = qScopeGuard([&bus] {
+            bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+            bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
+        });
         QProcess* tapisol = s->startLoaded();
         QVERIFY(tapisol);
         QVERIFY(s->log().contains(QStringLiteral("SY, Intray, Tapisol attend une zone de notification")));
         QVERIFY(E2eSession::trayIconGeometry().isEmpty());
+        QTRY_COMPARE(notifications.summaries,
+            QStringList {QStringLiteral("Tapisol attend une zone de notification pour afficher son icône.")});
+        QVERIFY(s->command(9)); // the program answers all the same
 
         QProcess* tray = startTrayHost(*s);
         QVERIFY(!dockedIcon().isEmpty());
@@ -172,6 +205,21 @@ private slots:
         startTrayHost(*s); // ...and the desktop starts it again
         QVERIFY(!dockedIcon().isEmpty());
         QCOMPARE(tapisol->state(), QProcess::Running);
+        QCOMPARE(notifications.summaries.size(), 1); // told once
+    }
+
+    // The usual order at log-in: Tapisol before the panel. xfce4-panel's status tray, started
+    // later, docks the icon.
+    void panelStartedAfterTapisol()
+    {
+        if (QStandardPaths::findExecutable(QStringLiteral("xfce4-panel")).isEmpty())
+            QSKIP("xfce4-panel is not installed");
+        QProcess* tapisol = s->startLoaded();
+        QVERIFY(tapisol);
+        QVERIFY(E2eSession::trayIconGeometry().isEmpty());
+        QVERIFY(startStatusNotifierHost(*s));
+        QVERIFY(!dockedIcon().isEmpty());
+        QVERIFY(s->exit(tapisol));
     }
 
     // Commands from the terminal: auto mode starts again as the user left it; the screen saver

@@ -403,24 +403,31 @@ private slots:
 
     void helperReplacedBetweenPictures_data()
     {
-        QTest::addColumn<bool>("killed");
-        QTest::newRow("killed by someone else") << true;
-        QTest::newRow("retired after growing") << false;
+        QTest::addColumn<QString>("how");
+        QTest::newRow("killed by someone else") << QStringLiteral("killed");
+        QTest::newRow("retired after growing") << QStringLiteral("retired");
+        QTest::newRow("left when idle") << QStringLiteral("idle");
     }
 
     void helperReplacedBetweenPictures()
     {
-        QFETCH(bool, killed);
-        // A 1 MB ceiling: every helper grows past it with its first picture and retires.
-        ImageDecoder decoder(ImageDecoder::Limits {2048, 15, 20000, killed ? 256 : 1});
+        QFETCH(QString, how);
+        // A 1 MB ceiling: every helper grows past it with its first picture and retires. One
+        // second without work: the helper leaves, and the next picture starts another.
+        ImageDecoder decoder(ImageDecoder::Limits {
+            2048, 15, 20000, how == QLatin1String("retired") ? 1 : 256, how == QLatin1String("idle") ? 1 : 20});
         const QString picture = fixture("quad.png");
         QString error;
         QVERIFY2(!decoder.decode(picture, {}, Qt::black, &error).isNull(), qPrintable(error));
         const qint64 first = decoder.helperProcessId();
-        QCOMPARE(first > 0, killed);
-        if (killed) {
+        QCOMPARE(first > 0, how != QLatin1String("retired"));
+        if (how == QLatin1String("killed")) {
             QVERIFY(::kill(pid_t(first), SIGKILL) == 0);
             QTRY_VERIFY(isGone(first));
+        }
+        if (how == QLatin1String("idle")) {
+            QTRY_COMPARE_WITH_TIMEOUT(decoder.helperProcessId(), 0, 5000);
+            QVERIFY(isGone(first));
         }
         for (int i = 0; i < 3; ++i)
             QVERIFY2(!decoder.decode(picture, QSize(8, 6), Qt::black, &error).isNull(), qPrintable(error));
