@@ -1,6 +1,6 @@
 // The sway back end against a real headless sway (with-sway.sh): what the compositor shows, read
-// back with grim, for each style; and a peer that never answers. (sway takes any file name and
-// any output name and says so later, so it has no refusal to check here.)
+// back with grim, for each style and for a file name full of shell characters; an output it does
+// not have; and a peer that never answers.
 #include "sway/SwayBackend.h"
 
 #include <QDir>
@@ -87,10 +87,23 @@ private slots:
         QString error;
         QVERIFY2(m_backend.apply(target(red, WallpaperStyle::Stretched), &error), qPrintable(error));
         QTRY_COMPARE_WITH_TIMEOUT(screenshot().pixel(5, 5), Red, 10000);
-        const QString blue = picture(QStringLiteral("a \"quoted\" \\ name.png"), Blue, {100, 100});
+        // Every character a shell would read: sway passes the name through wordexp(3).
+        const QString blue = picture(QStringLiteral("it's a \"quoted\" \\ $HOME *name?.png"), Blue, {100, 100});
         QVERIFY2(m_backend.apply(target(blue, style), &error), qPrintable(error));
         QTRY_COMPARE_WITH_TIMEOUT(screenshot().pixel(320, 240), Blue, 10000);
         QCOMPARE(screenshot().pixel(5, 5), corner);
+    }
+
+    // sway keeps a background for any output name, for one that may come later: one it does not
+    // have now is a failure here, naming the outputs it has.
+    void unknownOutput()
+    {
+        QString error;
+        QVERIFY(!m_backend.apply(target(picture(QStringLiteral("b.png"), Blue, {10, 10}), WallpaperStyle::Centered,
+                                     QStringLiteral("NO-SUCH-OUTPUT")),
+            &error));
+        QVERIFY2(error.contains(QStringLiteral("NO-SUCH-OUTPUT")) && error.contains(QStringLiteral("HEADLESS-1")),
+            qPrintable(error));
     }
 
     // A socket that takes the message and never answers costs the bound, not a hang.

@@ -21,8 +21,12 @@ public:
     /// The command for a target: its monitor only, or every output when its name is unknown.
     static QString command(const WallpaperTarget& target);
 
-    /// One IPC message of type 0 (run command), framed.
-    static QByteArray runCommandMessage(const QString& command);
+    /// The IPC message types used here.
+    static constexpr quint32 RunCommand = 0;
+    static constexpr quint32 GetOutputs = 3;
+
+    /// One IPC message, framed: magic, payload length and type in the host's byte order, payload.
+    static QByteArray message(quint32 type, const QString& payload);
 
 private:
     QString m_socket;
