@@ -24,6 +24,7 @@ test_packages=(
     xvfb xauth trayer xfce4-panel xdotool x11-utils x11-xserver-utils imagemagick sqlite3
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
     procps psmisc desktop-file-utils libimage-exiftool-perl inotify-tools
+    pulseaudio pulseaudio-utils gstreamer1.0-pulseaudio faketime
     xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev
 )
 
