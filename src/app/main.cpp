@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+#include <malloc.h>
+
 namespace {
 
 QStringList argumentsOf(int argc, char* argv[])
@@ -27,6 +29,11 @@ void nameTheApplication()
 
 int main(int argc, char* argv[])
 {
+    // A tray program lives for months: large pictures always come from, and go back to, the
+    // system (glibc would otherwise raise its threshold after the first one and keep every later
+    // picture's memory in its heap), and two arenas are enough for its few threads.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+    mallopt(M_ARENA_MAX, 2);
     const ClientRequest request = parseClientRequest(argumentsOf(argc, argv));
     if (request.kind != ClientRequest::Kind::None) {
         // Terminal use: no GUI application (`--apply` reads the monitors from the X server).

@@ -19,6 +19,8 @@
 #include <QSaveFile>
 #include <QtConcurrent>
 
+#include <malloc.h>
+
 #include <future>
 #include <tuple>
 
@@ -130,6 +132,7 @@ bool WallpaperRenderer::change(const QString& picture)
         return false;
     TAPISOL_TRACE(QStringLiteral("SY Chg WP Changed"));
     registry().set(SettingNo::CurrentWallPaper, picture);
+    malloc_trim(0); // the picture's memory goes back to the system until the next change
     return true;
 }
 
