@@ -80,7 +80,7 @@ QString E2eSession::run(const QString& commandLine, const QStringList& more)
     const QString program = arguments.takeFirst();
     QProcess process;
     process.start(program, arguments);
-    process.waitForFinished(15000);
+    process.waitForFinished(35000); // a tool that waits (xdotool --sync) has up to 30 s
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 

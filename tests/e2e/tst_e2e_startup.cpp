@@ -15,7 +15,7 @@ class TestE2eStartup : public E2eTest
 
     static bool waitForWindow(const QString& pattern)
     {
-        return !E2eSession::run(QStringLiteral("timeout 10 xdotool search --sync --onlyvisible --name"), {pattern})
+        return !E2eSession::run(QStringLiteral("timeout 30 xdotool search --sync --onlyvisible --name"), {pattern})
                     .trimmed()
                     .isEmpty();
     }
