@@ -95,7 +95,6 @@ private:
     Parts m_parts;
     NoWallpaperEngine m_noWallpaper;
     NoAlarmScanner m_noAlarms;
-    NoChime m_noChime;
     AutoModeSchedule m_schedule;
     CommandDispatcher m_dispatcher;
     std::unique_ptr<SecondDispatcher> m_second;

@@ -5,7 +5,7 @@
 #include <QDateTime>
 
 // What the tray shell asks of the subsystems it drives every second. Each subsystem installs its
-// own implementation; until then the do-nothing ones below stand in, so the dispatcher never
+// own implementation; until then the do-nothing one below stands in, so the dispatcher never
 // needs to know which subsystems exist.
 
 class AlarmScanner
@@ -30,11 +30,4 @@ class NoAlarmScanner : public AlarmScanner
 {
 public:
     void scanDueAlarms(const QDateTime&) override { }
-};
-
-class NoChime : public Chime
-{
-public:
-    void check(const QDateTime&) override { }
-    void strike() override { }
 };

@@ -28,7 +28,7 @@ SettingBinder::SettingBinder(SettingsSession& session, QObject* parent)
     , m_session(session)
 { }
 
-void SettingBinder::bind(QWidget*, int, std::function<void()> show)
+void SettingBinder::bind(std::function<void()> show)
 {
     m_shows << show;
     m_showing = true;
@@ -58,13 +58,13 @@ void SettingBinder::reload()
 void SettingBinder::check(QCheckBox* box, int number)
 {
     connect(box, &QCheckBox::toggled, this, [this, number](bool on) { take(number, on ? -1 : 0, nullptr); });
-    bind(box, number, [this, box, number] { box->setChecked(m_session.value(number).toInt() != 0); });
+    bind([this, box, number] { box->setChecked(m_session.value(number).toInt() != 0); });
 }
 
 void SettingBinder::spin(QSpinBox* box, int number, QLabel* why)
 {
     connect(box, &QSpinBox::valueChanged, this, [this, number, why](int value) { take(number, value, why); });
-    bind(box, number, [this, box, number] { box->setValue(m_session.value(number).toInt()); });
+    bind([this, box, number] { box->setValue(m_session.value(number).toInt()); });
 }
 
 void SettingBinder::hundredths(QDoubleSpinBox* box, int number, QLabel* why)
@@ -72,7 +72,7 @@ void SettingBinder::hundredths(QDoubleSpinBox* box, int number, QLabel* why)
     connect(box, &QDoubleSpinBox::valueChanged, this,
         [this, number, why](double value) { take(number, qRound(value * 100.0), why); });
     // The getter returns the factor already divided.
-    bind(box, number, [this, box, number] { box->setValue(m_session.value(number).toDouble()); });
+    bind([this, box, number] { box->setValue(m_session.value(number).toDouble()); });
 }
 
 void SettingBinder::choice(QComboBox* combo, int number, const QList<QVariant>& values)
@@ -81,7 +81,7 @@ void SettingBinder::choice(QComboBox* combo, int number, const QList<QVariant>& 
         if (index >= 0 && index < values.size())
             take(number, values[index], nullptr);
     });
-    bind(combo, number, [this, combo, number, values] {
+    bind([this, combo, number, values] {
         const QVariant current = m_session.value(number);
         for (qsizetype i = 0; i < values.size(); ++i) {
             if (values[i].toString() == current.toString())
@@ -94,7 +94,7 @@ void SettingBinder::text(QLineEdit* edit, int number, QLabel* why)
 {
     connect(edit, &QLineEdit::editingFinished, this,
         [this, edit, number, why] { take(number, edit->text().trimmed(), why); });
-    bind(edit, number, [this, edit, number] { edit->setText(m_session.value(number).toString()); });
+    bind([this, edit, number] { edit->setText(m_session.value(number).toString()); });
 }
 
 void SettingBinder::colour(QAbstractButton* button, int number)
@@ -112,5 +112,5 @@ void SettingBinder::colour(QAbstractButton* button, int number)
         take(number, colourToSetting(chosen), nullptr);
         paint();
     });
-    bind(button, number, paint);
+    bind(paint);
 }

@@ -13,7 +13,6 @@ class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 class QSpinBox;
-class QWidget;
 class SettingsSession;
 
 // Ties the settings dialog's controls to numbered settings: a control shows the session's value,
@@ -40,7 +39,7 @@ public:
     void reload();
 
 private:
-    void bind(QWidget* control, int number, std::function<void()> show);
+    void bind(std::function<void()> show);
     void take(int number, const QVariant& value, QLabel* why);
 
     SettingsSession& m_session;

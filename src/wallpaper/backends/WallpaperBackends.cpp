@@ -259,13 +259,11 @@ bool BackendChain::isAvailable(QString* reason) const
 bool BackendChain::apply(const WallpaperTarget& target, QString* error)
 {
     m_failures.clear();
-    QString lastError;
     for (const auto& backend : m_backends) {
         QString why;
         if (backend->apply(target, &why))
             return true;
         m_failures << backend->name() + QStringLiteral(": ") + why;
-        lastError = why;
     }
     if (error)
         *error = m_failures.join(u"; ");
