@@ -23,23 +23,35 @@ double toOaDate(const QDateTime& local)
     if (!local.isValid())
         return 0.0;
     const QDateTime inLocal = local.toLocalTime();
-    const qint64 days = epoch().daysTo(inLocal.date());
-    const double fraction = double(inLocal.time().msecsSinceStartOfDay()) / double(MsPerDay);
+    return toOaDate(inLocal.date(), inLocal.time());
+}
+
+double toOaDate(const QDate& date, const QTime& time)
+{
+    if (!date.isValid())
+        return 0.0;
+    const qint64 days = epoch().daysTo(date);
+    const double fraction = double(time.isValid() ? time.msecsSinceStartOfDay() : 0) / double(MsPerDay);
     return days >= 0 ? double(days) + fraction : double(days) - fraction;
 }
 
-QDateTime fromOaDate(double value)
+std::optional<std::pair<QDate, QTime>> oaParts(double value)
 {
     if (!std::isfinite(value) || value < -657434.0 || value >= 2958466.0)
-        return {};
+        return std::nullopt;
     double whole = std::trunc(value);
     qint64 ms = std::llround(std::fabs(value - whole) * double(MsPerDay));
     if (ms >= MsPerDay) { // rounding reached midnight: it is the next day
         ms = 0;
         whole += value >= 0 ? 1 : -1;
     }
-    const QDate date = epoch().addDays(qint64(whole));
-    return QDateTime(date, QTime::fromMSecsSinceStartOfDay(int(ms)));
+    return std::pair(epoch().addDays(qint64(whole)), QTime::fromMSecsSinceStartOfDay(int(ms)));
+}
+
+QDateTime fromOaDate(double value)
+{
+    const auto parts = oaParts(value);
+    return parts ? QDateTime(parts->first, parts->second) : QDateTime();
 }
 
 QString startsWith(const QString& expression, const QString& parameter, bool ignoreCase)

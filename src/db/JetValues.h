@@ -3,6 +3,9 @@
 #include <QDateTime>
 #include <QString>
 
+#include <optional>
+#include <utility>
+
 namespace SQLite {
 class Statement;
 class Column;
@@ -35,6 +38,14 @@ constexpr bool toBool(long long value)
 
 /// The floating-point date of a local date and time; 0 for an invalid one.
 double toOaDate(const QDateTime& local);
+
+/// The floating-point date of a date and a time of day as they read on the wall clock, whether or
+/// not that local time exists (a time skipped by a daylight-saving change still has its value).
+double toOaDate(const QDate& date, const QTime& time);
+
+/// The date and the time of day of a floating-point date, to the millisecond; nothing outside the
+/// years 100 to 9999.
+std::optional<std::pair<QDate, QTime>> oaParts(double value);
 
 /// The local date and time of a floating-point date, to the millisecond. Invalid when the value
 /// lies outside the years 100 to 9999, as the platform's dates do.

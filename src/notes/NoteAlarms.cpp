@@ -2,10 +2,15 @@
 
 #include "ClsMdb.h"
 #include "JetValues.h"
+#include "NoteStore.h"
 #include "Trace.h"
+#include "WallClock.h"
 
 #include <SQLiteCpp/Column.h>
+#include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
+
+#include <sqlite3.h>
 
 namespace NoteAlarms {
 
@@ -13,7 +18,7 @@ namespace {
 
 std::optional<QDateTime> optionalDate(const SQLite::Column& column)
 {
-    const QDateTime date = Jet::dateOf(column);
+    const QDateTime date = WallClock::dateOf(column);
     return date.isValid() ? std::optional(date) : std::nullopt;
 }
 
@@ -35,7 +40,7 @@ std::optional<Recurrence::AlarmFields> load(ClsMdb& db, qint64 numero)
         if (!query->executeStep())
             return std::nullopt;
         Recurrence::AlarmFields note;
-        note.date = Jet::dateOf(query->getColumn(0)).date();
+        note.date = WallClock::dateOf(query->getColumn(0)).date();
         note.alarm = optionalDate(query->getColumn(1));
         note.origin = optionalDate(query->getColumn(2));
         note.end = optionalDate(query->getColumn(3));
@@ -63,9 +68,9 @@ bool store(ClsMdb& db, qint64 numero, const Recurrence::AlarmFields& note)
     try {
         MdbQuery query
             = db.query("UPDATE Agenda SET Date = ?, DateAlarme = ?, DateAlarmeOri = ?, Active = ? WHERE Numero = ?");
-        Jet::bindDate(*query, 1, note.date.startOfDay());
-        Jet::bindDate(*query, 2, note.alarm.value_or(QDateTime()));
-        Jet::bindDate(*query, 3, note.origin.value_or(QDateTime()));
+        WallClock::bind(*query, 1, WallClock::make(note.date));
+        WallClock::bind(*query, 2, note.alarm.value_or(QDateTime()));
+        WallClock::bind(*query, 3, note.origin.value_or(QDateTime()));
         Jet::bindBool(*query, 4, note.active);
         query->bind(5, static_cast<int64_t>(numero));
         return query->exec() == 1;
@@ -75,43 +80,110 @@ bool store(ClsMdb& db, qint64 numero, const Recurrence::AlarmFields& note)
     }
 }
 
-QList<qint64> due(ClsMdb& db, const QDateTime& now)
+bool dismiss(ClsMdb& db, qint64 numero, const QDateTime& now)
 {
-    QList<qint64> candidates;
-    try {
-        // The alarm query, Now() being the scan's own clock.
-        MdbQuery query = db.query("SELECT Numero FROM Agenda WHERE (Alarme = -1 AND Active = -1 AND DateAlarme <= ?1) "
-                                  "OR (Alarme = -1 AND Active = -1 AND DateAlarme > Date)");
-        query->bind(1, Jet::toOaDate(now));
-        while (query->executeStep())
-            candidates << query->getColumn(0).getInt64();
-    } catch (const std::exception& e) {
-        TAPISOL_TRACE(QStringLiteral("NoteAlarms scan, Err %1").arg(QString::fromUtf8(e.what())));
-        return {};
+    auto note = load(db, numero);
+    if (!note) {
+        TAPISOL_TRACE(QStringLiteral("AL Close %1: the note is gone").arg(numero));
+        return false;
     }
-    QList<qint64> result;
-    for (qint64 numero : std::as_const(candidates)) {
-        const auto note = load(db, numero);
-        if (note && Recurrence::isDue(*note, now))
-            result << numero;
-    }
-    return result;
+    Recurrence::closeAlarm(*note, now);
+    if (!store(db, numero, *note))
+        return false;
+    TAPISOL_TRACE(QStringLiteral("AL Close %1: next %2, active %3")
+                      .arg(numero)
+                      .arg(note->alarm ? note->alarm->toString(QStringLiteral("yyyy-MM-dd HH:mm")) : QString())
+                      .arg(note->active));
+    emit NoteEvents::instance().alarmChanged(numero);
+    return true;
 }
 
-int scan(ClsMdb& db, const QDateTime& now, const std::function<void(qint64 numero)>& open)
+bool snooze(ClsMdb& db, qint64 numero, const QDateTime& until)
 {
+    auto note = load(db, numero);
+    if (!note)
+        return false;
+    note->alarm = until;
+    note->active = true;
+    if (!store(db, numero, *note))
+        return false;
+    TAPISOL_TRACE(
+        QStringLiteral("AL Snooze %1 until %2").arg(numero).arg(until.toString(QStringLiteral("yyyy-MM-dd HH:mm"))));
+    emit NoteEvents::instance().alarmChanged(numero);
+    return true;
+}
+
+} // namespace NoteAlarms
+
+AlarmScan::AlarmScan(ClsMdb& db, Opener open)
+    : m_db(db)
+    , m_open(std::move(open))
+{ }
+
+quint64 AlarmScan::changeStamp() const
+{
+    // The file's version moves with every commit, this connection's or another's; the change count
+    // with this connection's own writes.
+    sqlite3* handle = m_db.database().getHandle();
+    unsigned int version = 0;
+    sqlite3_file_control(handle, "main", SQLITE_FCNTL_DATA_VERSION, &version);
+    return (quint64(version) << 32 | quint64(quint32(sqlite3_total_changes(handle)))) + 1;
+}
+
+QList<AlarmScan::Candidate> AlarmScan::candidates(const QDateTime& now, bool full)
+{
+    // Now() is the scan's own clock, bound as a value.
+    static const std::string first = "SELECT Numero, Date, DateAlarme, Active FROM Agenda "
+                                     "WHERE Alarme = -1 AND Active = -1 AND DateAlarme <= ?1";
+    static const std::string whole = first + " OR (Alarme = -1 AND Active = -1 AND DateAlarme > Date)";
+    QList<Candidate> rows;
+    MdbQuery query = m_db.query(full ? whole : first);
+    query->bind(1, WallClock::toOa(now));
+    while (query->executeStep()) {
+        Candidate row {query->getColumn(0).getInt64(), {}};
+        row.fields.date = WallClock::dateOf(query->getColumn(1)).date();
+        row.fields.alarm = WallClock::dateOf(query->getColumn(2));
+        row.fields.active = Jet::boolOf(query->getColumn(3));
+        rows << row;
+    }
+    return rows;
+}
+
+int AlarmScan::run(const QDateTime& now)
+{
+    if (!m_db.isOpen())
+        return 0;
+    QList<Candidate> rows;
+    try {
+        const quint64 stamp = changeStamp();
+        m_lastFull = stamp != m_changeStamp;
+        rows = candidates(now, m_lastFull);
+        if (m_lastFull)
+            m_changeStamp = stamp;
+    } catch (const std::exception& e) {
+        TAPISOL_TRACE(QStringLiteral("NT Scan, Err %1").arg(QString::fromUtf8(e.what())));
+        invalidate();
+        return 0;
+    }
     int opened = 0;
-    for (qint64 numero : due(db, now)) {
-        auto note = load(db, numero);
-        if (!note)
+    for (const Candidate& row : std::as_const(rows)) {
+        if (!Recurrence::isDue(row.fields, now))
             continue;
-        note->active = false; // opened once per fall-due
-        if (!store(db, numero, *note))
+        Recurrence::AlarmFields shown = row.fields;
+        try {
+            // Made inactive before the window opens: the next tick must not open it again.
+            MdbQuery off = m_db.query("UPDATE Agenda SET Active = 0 WHERE Numero = ?");
+            off->bind(1, static_cast<int64_t>(row.numero));
+            off->exec();
+        } catch (const std::exception& e) {
+            // Another program holds the file: the note stays due and is tried at the next tick.
+            TAPISOL_TRACE(
+                QStringLiteral("NT Scan %1 not opened, Err %2").arg(row.numero).arg(QString::fromUtf8(e.what())));
+            invalidate();
             continue;
-        open(numero);
+        }
+        m_open(row.numero);
         ++opened;
     }
     return opened;
 }
-
-} // namespace NoteAlarms

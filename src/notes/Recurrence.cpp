@@ -1,5 +1,7 @@
 #include "Recurrence.h"
 
+#include "WallClock.h"
+
 namespace Recurrence {
 
 namespace {
@@ -103,7 +105,7 @@ void closeAlarm(AlarmFields& note, const QDateTime& now)
     const QDateTime next
         = nextDate(*note.origin, note.frequency, flags, note.noteInterval.value_or(0), note.noteUnit.value_or(0));
     note.date = next.date();
-    note.alarm = QDateTime(next.date(), note.origin->time());
+    note.alarm = WallClock::make(next.date(), note.origin->time());
     note.origin = note.alarm;
     // Past its end date the series is over: one step per closing, and inactive from there.
     note.active = !note.end || !note.end->isValid() || *note.alarm <= *note.end;

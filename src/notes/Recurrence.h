@@ -5,7 +5,8 @@
 
 #include <optional>
 
-// When a note's alarm comes back and where a recurring note moves after its alarm was shown.
+// When a note's alarm comes back and where a recurring note moves after its alarm was shown. Every
+// date and time here is a wall-clock value (WallClock.h), `now` included.
 namespace Recurrence {
 
 /// Recurrence modes (`Frequence`).

@@ -1,6 +1,7 @@
 // When an alarm comes back and where a recurring note moves: the date stepping of each mode, the
 // repeat up to its end, the closing rules, and when the scan finds a note due.
 #include "Recurrence.h"
+#include "WallClock.h"
 
 #include <QtTest>
 
@@ -10,7 +11,7 @@ namespace {
 
 QDateTime at(int year, int month, int day, int hour = 9, int minute = 0)
 {
-    return QDateTime(QDate(year, month, day), QTime(hour, minute));
+    return WallClock::make(QDate(year, month, day), QTime(hour, minute));
 }
 
 } // namespace
