@@ -1,5 +1,6 @@
 #include "Startup.h"
 
+#include "AlarmWindows.h"
 #include "AppPaths.h"
 #include "AppState.h"
 #include "Clock.h"
@@ -10,9 +11,11 @@
 #include "FrmSysTray.h"
 #include "FrmTrace.h"
 #include "InterfaceTexts.h"
+#include "NoteObjects.h"
 #include "SignalWatcher.h"
 #include "SingleInstance.h"
 #include "Trace.h"
+#include "TrayServices.h"
 #include "WallpaperChanger.h"
 
 #include <QApplication>
@@ -25,6 +28,23 @@
 #include <QTimer>
 
 #include <stdexcept>
+
+namespace {
+
+// The tray's one-second dispatcher asks the notes for their due alarms through this.
+class NoteAlarmScanner : public AlarmScanner
+{
+public:
+    explicit NoteAlarmScanner(AlarmWindows& windows)
+        : m_windows(windows)
+    { }
+    void scanDueAlarms(const QDateTime& now) override { m_windows.scanDue(now); }
+
+private:
+    AlarmWindows& m_windows;
+};
+
+} // namespace
 
 Startup::Startup(QObject* parent)
     : QObject(parent)
@@ -240,7 +260,16 @@ void Startup::loadTrayForm()
 {
     FrmSysTray::Parts parts;
     parts.monitors = &m_monitors;
-    parts.closeDatabase = [] { mdb().close(); };
+    m_alarms = new AlarmWindows(mdb(), this);
+    m_alarmScanner = std::make_unique<NoteAlarmScanner>(*m_alarms);
+    parts.alarms = m_alarmScanner.get();
+    ClsColData::setCriticalMessageHandler(
+        [](const QString& text) { QMessageBox::critical(nullptr, programTitle(), text); });
+    parts.closeDatabase = [this] {
+        // Alarm windows still open come back at the next start; the database closes after them.
+        m_alarms->closeAllForExit();
+        mdb().close();
+    };
     m_changer = new WallpaperChanger(m_monitors, mdb(), this);
     parts.wallpaper = m_changer;
     m_tray = new FrmSysTray(parts);

@@ -15,6 +15,8 @@ class SignalWatcher;
 class FrmSysTray;
 class FrmTrace;
 class WallpaperChanger;
+class AlarmWindows;
+class AlarmScanner;
 
 // The program's start-up sequence and its orderly ending.
 //
@@ -72,6 +74,8 @@ private:
     SignalWatcher* m_signals = nullptr;
     FrmSysTray* m_tray = nullptr;
     WallpaperChanger* m_changer = nullptr;
+    AlarmWindows* m_alarms = nullptr;
+    std::unique_ptr<AlarmScanner> m_alarmScanner;
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
     bool m_started = false;               // every start-up step has run

@@ -54,8 +54,14 @@ bool SoundService::play(const QStringList& files, int startIndex, int volume)
         m_player = new QMediaPlayer(this);
         m_player->setAudioOutput(new QAudioOutput(m_player));
         connect(m_player, &QMediaPlayer::mediaStatusChanged, this, [this](QMediaPlayer::MediaStatus status) {
-            if (status == QMediaPlayer::EndOfMedia || status == QMediaPlayer::InvalidMedia)
+            if (status != QMediaPlayer::EndOfMedia && status != QMediaPlayer::InvalidMedia)
+                return;
+            if (m_queue.isEmpty()) {
+                m_current.clear();
+                emit finished();
+            } else {
                 playNext();
+            }
         });
     }
     m_player->audioOutput()->setVolume(qBound(0, volume, 100) / 100.0f);
@@ -69,6 +75,7 @@ void SoundService::playNext()
     if (m_queue.isEmpty() || m_quietAll)
         return;
     const QString file = m_queue.takeFirst();
+    m_current = file;
     TAPISOL_TRACE(QStringLiteral("SND Play ") + file);
     m_player->setSource(QUrl::fromLocalFile(file));
     m_player->play();
@@ -77,6 +84,7 @@ void SoundService::playNext()
 void SoundService::stopAll()
 {
     m_queue.clear();
+    m_current.clear();
     if (m_player)
         m_player->stop();
 }
@@ -86,6 +94,11 @@ void SoundService::setQuietAll(bool quiet)
     m_quietAll = quiet;
     if (quiet)
         stopAll();
+}
+
+QString SoundService::currentFile() const
+{
+    return m_current;
 }
 
 bool SoundService::isPlaying() const

@@ -29,8 +29,14 @@ public:
     void stopAll();
 
     void setQuietAll(bool quiet);
+    /// The file playing now, empty when none.
+    QString currentFile() const;
     bool quietAll() const { return m_quietAll; }
     bool isPlaying() const;
+
+signals:
+    /// The last file of a list played to its end.
+    void finished();
 
 private:
     SoundService() = default;
@@ -38,5 +44,6 @@ private:
 
     QMediaPlayer* m_player = nullptr;
     QStringList m_queue;
+    QString m_current;
     bool m_quietAll = false;
 };

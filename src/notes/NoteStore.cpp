@@ -371,6 +371,24 @@ bool writeAlarm(ClsMdb& db, qint64 numero, bool alarme, const Recurrence::AlarmF
     return true;
 }
 
+bool writeGeometry(ClsMdb& db, qint64 numero, const QRect& geometry)
+{
+    try {
+        MdbQuery update
+            = db.query("UPDATE Agenda SET WinPosX = ?, WinPosY = ?, WinLargeur = ?, WinHauteur = ? WHERE Numero = ?");
+        update->bind(1, double(geometry.x()));
+        update->bind(2, double(geometry.y()));
+        update->bind(3, double(geometry.width()));
+        update->bind(4, double(geometry.height()));
+        update->bind(5, static_cast<int64_t>(numero));
+        return update->exec() == 1;
+    } catch (const SQLite::Exception& e) {
+        // Only the place of a window: tried again at its next move.
+        TAPISOL_TRACE(QStringLiteral("NT Window of note %1, Err %2").arg(numero).arg(QString::fromUtf8(e.what())));
+        return false;
+    }
+}
+
 QList<NoteSummary> notesOfDay(ClsMdb& db, const QDate& day)
 {
     QList<NoteSummary> notes;

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QRect>
 
 #include <optional>
 
@@ -32,6 +33,9 @@ bool remove(ClsMdb& db, qint64 numero, QString* error = nullptr);
 /// NoteEvents.
 bool writeAlarm(
     ClsMdb& db, qint64 numero, bool alarme, const Recurrence::AlarmFields& fields, QString* error = nullptr);
+
+/// Writes where the user put the note's window and its size, without renumbering the note.
+bool writeGeometry(ClsMdb& db, qint64 numero, const QRect& geometry);
 
 /// The notes of `day`, by alarm time (notes without alarm first), with the text of their text
 /// object.
