@@ -25,7 +25,7 @@ test_packages=(
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
     procps psmisc desktop-file-utils libimage-exiftool-perl inotify-tools
     pulseaudio pulseaudio-utils gstreamer1.0-pulseaudio faketime
-    xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev
+    xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev xcompmgr
 )
 
 wanted=("${build_packages[@]}")

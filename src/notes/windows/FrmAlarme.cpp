@@ -91,7 +91,7 @@ void FrmAlarme::buildControls()
 
     m_later = new QToolButton(this);
     m_later->setObjectName(QStringLiteral("later"));
-    m_later->setText(QStringLiteral("⏰"));
+    m_later->setText(QStringLiteral("Zz"));
     m_later->setToolTip(langText(TextLater));
     m_later->setAutoRaise(true);
     m_later->setPopupMode(QToolButton::InstantPopup);
