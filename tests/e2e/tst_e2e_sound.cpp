@@ -85,6 +85,32 @@ private slots:
         QVERIFY(s->exit(tapisol));
     }
 
+    // A note falling due opens its window and plays the default alarm sound, heard on the sink;
+    // closing the window stops it.
+    void alarmSoundIsHeard()
+    {
+        configure(false);
+        QProcess* tapisol = s->startLoaded();
+        QVERIFY(tapisol);
+        QTest::qWait(3000); // the sound server's outputs, as above
+        const QDateTime alarm = QDateTime::currentDateTime().addSecs(2);
+        const double day = double(QDate(1899, 12, 30).daysTo(alarm.date()));
+        const double at = day + alarm.time().msecsSinceStartOfDay() / 86400000.0;
+        E2eSession::run(QStringLiteral("sqlite3 -cmd"),
+            {QStringLiteral(".timeout 5000"), s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb"),
+                QStringLiteral("INSERT INTO Agenda (Date, Alarme, DateAlarme, AlarmeRepet, Comportement, Frequence, "
+                               "FreqJours, Active, Decoupage, WinBackColor) VALUES (%1, -1, %2, 0, 0, 0, '0000000', "
+                               "-1, 0, 0)")
+                    .arg(day)
+                    .arg(at, 0, 'f', 8)});
+        startRecording(5);
+        QVERIFY(s->waitForLog(QStringLiteral("AL Show ")));
+        QVERIFY(s->waitForLog(QStringLiteral("media/Sons/Alm2.mp3")));
+        const double during = stopRecording();
+        QVERIFY2(during > 0.01, qPrintable(QString::number(during)));
+        QVERIFY(s->exit(tapisol));
+    }
+
     // At a quarter past, the chime plays its short sound: the program's clock set eight seconds
     // before it (faketime). Under a faked clock GStreamer's sink stays silent, so what reaches the
     // sink is measured on the change sound above; here the chime's own file is what is played.

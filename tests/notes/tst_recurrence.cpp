@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+#include <ctime>
+
 using namespace Recurrence;
 
 namespace {
@@ -137,5 +139,120 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRecurrence)
+// The local clock of a time zone, set for one test and put back after it.
+class TimeZone
+{
+public:
+    explicit TimeZone(const char* zone)
+        : m_old(qgetenv("TZ"))
+    {
+        qputenv("TZ", zone);
+        tzset();
+    }
+    ~TimeZone()
+    {
+        if (m_old.isEmpty())
+            qunsetenv("TZ");
+        else
+            qputenv("TZ", m_old);
+        tzset();
+    }
+
+private:
+    QByteArray m_old;
+};
+
+// A daily alarm followed second by second through the nights the clocks change, as the scan sees
+// it (the local clock read as a wall clock) and the closing rules move it. It keeps its hour; at a
+// time the clocks skip it comes at the first instant after; in a repeated hour it comes once.
+class TestDaylightSaving : public QObject
+{
+    Q_OBJECT
+
+    // Shows and dismisses the daily alarm at `hour`:`minute` from `first` (local) for `hours`,
+    // a tick every second; the local instants at which it was shown.
+    static QList<QDateTime> follow(const QDateTime& first, int hours, int hour, int minute)
+    {
+        AlarmFields note;
+        note.behaviour = 1;
+        note.frequency = Every;
+        note.noteInterval = 1;
+        note.noteUnit = Day;
+        note.date = first.date();
+        note.alarm = WallClock::make(first.date(), QTime(hour, minute));
+        note.active = true;
+        QList<QDateTime> shown;
+        const qint64 start = first.toSecsSinceEpoch();
+        for (qint64 t = start; t < start + hours * 3600; ++t) {
+            const QDateTime local = QDateTime::fromSecsSinceEpoch(t);
+            const QDateTime now = WallClock::of(local);
+            if (isDue(note, now)) {
+                shown << local;
+                note.active = false;
+                closeAlarm(note, now);
+            }
+        }
+        return shown;
+    }
+
+private slots:
+    void dailyAlarmAcrossTheChanges_data()
+    {
+        QTest::addColumn<QByteArray>("zone");
+        QTest::addColumn<QDate>("day");
+        QTest::addColumn<int>("hour");
+        QTest::addColumn<int>("minute");
+        QTest::addColumn<QStringList>("expected"); // local times shown, "yyyy-MM-dd HH:mm:ss t"
+        QTest::newRow("Paris, spring, 09:00 keeps its hour")
+            << QByteArray("Europe/Paris") << QDate(2026, 3, 28) << 9 << 0
+            << QStringList {"2026-03-28 09:00:00 CET", "2026-03-29 09:00:00 CEST", "2026-03-30 09:00:00 CEST"};
+        QTest::newRow("Paris, spring, 02:30 skipped: at 03:00")
+            << QByteArray("Europe/Paris") << QDate(2026, 3, 28) << 2 << 30
+            << QStringList {"2026-03-28 02:30:00 CET", "2026-03-29 03:00:00 CEST", "2026-03-30 02:30:00 CEST"};
+        QTest::newRow("Paris, autumn, 02:30 repeated: once")
+            << QByteArray("Europe/Paris") << QDate(2026, 10, 24) << 2 << 30
+            << QStringList {"2026-10-24 02:30:00 CEST", "2026-10-25 02:30:00 CEST", "2026-10-26 02:30:00 CET"};
+        QTest::newRow("New York, spring, 02:15 skipped: at 03:00")
+            << QByteArray("America/New_York") << QDate(2026, 3, 7) << 2 << 15
+            << QStringList {"2026-03-07 02:15:00 EST", "2026-03-08 03:00:00 EDT", "2026-03-09 02:15:00 EDT"};
+        QTest::newRow("New York, autumn, 01:45 repeated: once")
+            << QByteArray("America/New_York") << QDate(2026, 10, 31) << 1 << 45
+            << QStringList {"2026-10-31 01:45:00 EDT", "2026-11-01 01:45:00 EDT", "2026-11-02 01:45:00 EST"};
+    }
+
+    void dailyAlarmAcrossTheChanges()
+    {
+        QFETCH(QByteArray, zone);
+        QFETCH(QDate, day);
+        QFETCH(int, hour);
+        QFETCH(int, minute);
+        QFETCH(QStringList, expected);
+        const TimeZone timeZone(zone.constData());
+        QStringList shown;
+        for (const QDateTime& local : follow(QDateTime(day, QTime(0, 0)), 3 * 24, hour, minute))
+            shown << local.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss ")) + local.timeZoneAbbreviation();
+        QCOMPARE(shown, expected);
+    }
+
+    // Where the scan's wall clock meets the local one: a skipped time becomes the first valid one.
+    void wallClockToLocal()
+    {
+        const TimeZone timeZone("Europe/Paris");
+        const QDateTime skipped = WallClock::toLocal(WallClock::make(QDate(2026, 3, 29), QTime(2, 30)));
+        QVERIFY(skipped.isValid());
+        QCOMPARE(skipped.time(), QTime(3, 0));
+        QCOMPARE(WallClock::of(QDateTime(QDate(2026, 7, 1), QTime(12, 34))),
+            WallClock::make(QDate(2026, 7, 1), QTime(12, 34)));
+        QCOMPARE(WallClock::fromOa(WallClock::toOa(WallClock::make(QDate(2026, 3, 29), QTime(2, 30)))),
+            WallClock::make(QDate(2026, 3, 29), QTime(2, 30)));
+    }
+};
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    TestRecurrence recurrence;
+    TestDaylightSaving daylightSaving;
+    return QTest::qExec(&recurrence, argc, argv) | QTest::qExec(&daylightSaving, argc, argv);
+}
 #include "tst_recurrence.moc"
