@@ -14,53 +14,10 @@
 
 namespace NoteAlarms {
 
-namespace {
-
-std::optional<QDateTime> optionalDate(const SQLite::Column& column)
-{
-    const QDateTime date = WallClock::dateOf(column);
-    return date.isValid() ? std::optional(date) : std::nullopt;
-}
-
-std::optional<int> optionalNumber(const SQLite::Column& column)
-{
-    return column.isNull() ? std::nullopt : std::optional(column.getInt());
-}
-
-} // namespace
-
 std::optional<Recurrence::AlarmFields> load(ClsMdb& db, qint64 numero)
 {
-    try {
-        MdbQuery query = db.query(
-            "SELECT Date, DateAlarme, DateAlarmeOri, DateAlarmeFin, AlarmeRepet, AlarmeRepInterval, AlarmeRepFreq, "
-            "Comportement, Frequence, FreqJours, FreqMois, NoteRepInterval, NoteRepFreq, Active "
-            "FROM Agenda WHERE Numero = ?");
-        query->bind(1, static_cast<int64_t>(numero));
-        if (!query->executeStep())
-            return std::nullopt;
-        Recurrence::AlarmFields note;
-        note.date = WallClock::dateOf(query->getColumn(0)).date();
-        note.alarm = optionalDate(query->getColumn(1));
-        note.origin = optionalDate(query->getColumn(2));
-        note.end = optionalDate(query->getColumn(3));
-        if (!query->getColumn(4).isNull())
-            note.repeats = Jet::boolOf(query->getColumn(4));
-        note.repeatInterval = optionalNumber(query->getColumn(5));
-        note.repeatUnit = optionalNumber(query->getColumn(6));
-        note.behaviour = query->getColumn(7).getInt();
-        note.frequency = query->getColumn(8).getInt();
-        note.weekDays = Jet::textOf(query->getColumn(9));
-        if (!query->getColumn(10).isNull())
-            note.months = Jet::textOf(query->getColumn(10));
-        note.noteInterval = optionalNumber(query->getColumn(11));
-        note.noteUnit = optionalNumber(query->getColumn(12));
-        note.active = Jet::boolOf(query->getColumn(13));
-        return note;
-    } catch (const std::exception& e) {
-        TAPISOL_TRACE(QStringLiteral("NoteAlarms load %1, Err %2").arg(numero).arg(QString::fromUtf8(e.what())));
-        return std::nullopt;
-    }
+    const auto note = NoteStore::read(db, numero);
+    return note ? std::optional(note->fields) : std::nullopt;
 }
 
 bool store(ClsMdb& db, qint64 numero, const Recurrence::AlarmFields& note)
