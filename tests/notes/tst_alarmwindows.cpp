@@ -6,6 +6,7 @@
 #include "AlarmWindows.h"
 #include "ClsRegistry.h"
 #include "FrmAlarme.h"
+#include "ImageDecoder.h"
 #include "InterfaceTexts.h"
 #include "NoteAlarms.h"
 #include "NoteRenderer.h"
@@ -49,7 +50,11 @@ class TestAlarmWindows : public QObject, MdbTest::Fixture
     }
 
 private slots:
-    void initTestCase() { QVERIFY(interfaceTexts().load(QStringLiteral("FRA"))); }
+    void initTestCase()
+    {
+        ImageDecoder::setHelperProgram(QStringLiteral(TAPISOL_DECODER_PROGRAM));
+        QVERIFY(interfaceTexts().load(QStringLiteral("FRA")));
+    }
 
     void init()
     {
@@ -181,6 +186,42 @@ private slots:
         FrmAlarme* shown = m_windows->windows().first();
         QVERIFY(!shown->mask().isEmpty());
         QVERIFY(!shown->mask().contains(QPoint(shown->width() / 2, shown->height() - 4)));
+    }
+
+    // The note's picture fills its window (decoded by the helper); a picture that is gone is said
+    // in the window instead of crashing it.
+    void pictureShownOrSaid()
+    {
+        const QString picture = home->path() + QStringLiteral("/bleu.png");
+        QImage blue(640, 480, QImage::Format_RGB32);
+        blue.fill(QColor(0, 0, 255));
+        QVERIFY(blue.save(picture));
+        for (const QString& path : {picture, home->path() + QStringLiteral("/disparue.png")}) {
+            Note note = alarmNote(QString());
+            ClsWinData* window = note.objects.window();
+            window->WinPosX = 10;
+            window->WinPosY = 10;
+            window->WinLargeur = 320;
+            window->WinHauteur = 240;
+            auto image = std::make_unique<ClsImgData>();
+            image->Texte = path;
+            note.objects.Add(std::move(image));
+            save(note);
+        }
+        m_windows->scanDue(Now);
+        QCOMPARE(m_windows->windows().size(), 2);
+        const QImage shown = m_windows->windows().at(0)->grab().toImage();
+        QCOMPARE(shown.pixelColor(160, 120), QColor(0, 0, 255));
+        const QImage gone = m_windows->windows().at(1)->grab().toImage();
+        QCOMPARE(gone.pixelColor(160, 120), QColor(Qt::white));
+        int reddish = 0; // the reason, written in dark red
+        for (int y = 0; y < gone.height(); ++y) {
+            for (int x = 0; x < gone.width(); ++x) {
+                const QColor pixel = gone.pixelColor(x, y);
+                reddish += pixel.red() > pixel.green() + 40 && pixel.red() > pixel.blue() + 40 ? 1 : 0;
+            }
+        }
+        QVERIFY(reddish > 20);
     }
 
     // The keypad codes of the alignment and the text's movement: a scroll wraps round, a

@@ -5,9 +5,9 @@
 #include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "FrmAlarme.h"
-#include "ImageDecoder.h"
 #include "InterfaceTexts.h"
 #include "MediaFolders.h"
+#include "NotePicture.h"
 #include "NoteStore.h"
 #include "Trace.h"
 #include "WallClock.h"
@@ -38,7 +38,6 @@ AlarmWindows::AlarmWindows(ClsMdb& db, QObject* parent)
     : QObject(parent)
     , m_db(db)
     , m_scan(db, [this](qint64 numero) { open(numero); })
-    , m_decoder(std::make_unique<ImageDecoder>())
 {
     connect(&NoteEvents::instance(), &NoteEvents::noteSaved, this, &AlarmWindows::follow);
 }
@@ -165,15 +164,8 @@ void AlarmWindows::playSound(FrmAlarme* window)
 
 QImage AlarmWindows::picture(const QString& path, const QSize& box)
 {
-    // Any file the user chose: decoded by the helper, at no more than the window's size.
     QString error;
-    const auto info = m_decoder->probe(path, &error);
-    if (!info || info->size.isEmpty()) {
-        TAPISOL_TRACE(QStringLiteral("AL Picture ") + error);
-        return {};
-    }
-    const QSize target = info->size.scaled(box, Qt::KeepAspectRatio).boundedTo(info->size);
-    QImage image = m_decoder->decode(path, target, Qt::white, &error);
+    QImage image = NotePicture::load(path, box, &error);
     if (image.isNull())
         TAPISOL_TRACE(QStringLiteral("AL Picture ") + error);
     return image;

@@ -11,7 +11,6 @@
 
 class ClsMdb;
 class FrmAlarme;
-class ImageDecoder;
 struct Note;
 
 // The alarm windows of the program: the scan opens one for each due note, and what the user does
@@ -64,6 +63,5 @@ private:
     ClsMdb& m_db;
     AlarmScan m_scan;
     Hooks m_hooks;
-    std::unique_ptr<ImageDecoder> m_decoder;
     QList<QPointer<FrmAlarme>> m_windows;
 };
