@@ -8,6 +8,8 @@
 #include "ClsRegistry.h"
 #include "CommandDispatcher.h"
 #include "ErrorReport.h"
+#include "FrmChangeAlarme.h"
+#include "FrmNotes.h"
 #include "FrmSysTray.h"
 #include "FrmTrace.h"
 #include "InterfaceTexts.h"
@@ -16,6 +18,7 @@
 #include "SingleInstance.h"
 #include "Trace.h"
 #include "TrayServices.h"
+#include "WallClock.h"
 #include "WallpaperChanger.h"
 
 #include <QApplication>
@@ -260,21 +263,55 @@ void Startup::loadTrayForm()
 {
     FrmSysTray::Parts parts;
     parts.monitors = &m_monitors;
-    m_alarms = new AlarmWindows(mdb(), this);
-    m_alarmScanner = std::make_unique<NoteAlarmScanner>(*m_alarms);
+    loadNotes();
     parts.alarms = m_alarmScanner.get();
-    ClsColData::setCriticalMessageHandler(
-        [](const QString& text) { QMessageBox::critical(nullptr, programTitle(), text); });
     parts.closeDatabase = [this] {
-        // Alarm windows still open come back at the next start; the database closes after them.
+        // Alarm windows still open come back at the next start, and a note being written is kept:
+        // both need the database, which closes after them.
         m_alarms->closeAllForExit();
+        if (m_notes)
+            m_notes->closeForExit();
         mdb().close();
     };
     m_changer = new WallpaperChanger(m_monitors, mdb(), this);
     parts.wallpaper = m_changer;
     m_tray = new FrmSysTray(parts);
+    m_tray->dispatcher().setAction(8, [this] { showNotes(WallClock::of(appClock().now()).date()); });
     connect(m_tray, &FrmSysTray::unloaded, this, &Startup::finish);
     m_tray->load();
+}
+
+void Startup::loadNotes()
+{
+    ClsColData::setCriticalMessageHandler(
+        [](const QString& text) { QMessageBox::critical(nullptr, programTitle(), text); });
+    m_alarms = new AlarmWindows(mdb(), this);
+    m_alarmScanner = std::make_unique<NoteAlarmScanner>(*m_alarms);
+    AlarmWindows::Hooks hooks;
+    hooks.changeAlarm = [](QWidget* parent, Note& note) {
+        FrmChangeAlarme dialog(note, parent);
+        if (dialog.exec() != QDialog::Accepted)
+            return false;
+        note = dialog.result();
+        return true;
+    };
+    hooks.openNote = [this](qint64 numero, const QDate& day) { showNotes(day, numero); };
+    m_alarms->setHooks(hooks);
+}
+
+void Startup::showNotes(const QDate& day, qint64 numero)
+{
+    if (!m_notes) {
+        m_notes = new FrmNotes(day);
+        m_notes->setAttribute(Qt::WA_DeleteOnClose);
+    } else if (m_notes->day() != day) {
+        m_notes->openDay(day); // asks first about a note being edited, which may stay
+    }
+    if (numero > 0 && m_notes->day() == day)
+        m_notes->showNote(numero);
+    m_notes->showNormal();
+    m_notes->raise();
+    m_notes->activateWindow();
 }
 
 QString Startup::onMessage(const QString& name, const QString& argument)

@@ -16,6 +16,7 @@ class FrmSysTray;
 class FrmTrace;
 class WallpaperChanger;
 class AlarmWindows;
+class FrmNotes;
 class AlarmScanner;
 
 // The program's start-up sequence and its orderly ending.
@@ -67,6 +68,8 @@ private:
     void showStartMessage(QMessageBox::Icon icon, const QString& text);
     bool openDatabase();
     void loadTrayForm();
+    void loadNotes();
+    void showNotes(const QDate& day, qint64 numero = 0);
     void finish();
 
     ClsMonitor m_monitors;
@@ -76,6 +79,7 @@ private:
     WallpaperChanger* m_changer = nullptr;
     AlarmWindows* m_alarms = nullptr;
     std::unique_ptr<AlarmScanner> m_alarmScanner;
+    QPointer<FrmNotes> m_notes; // the note editor while it is open
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
     bool m_started = false;               // every start-up step has run

@@ -10,6 +10,8 @@
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 
+#include <QScopeGuard>
+
 #include <sqlite3.h>
 
 namespace NoteAlarms {
@@ -128,7 +130,11 @@ int AlarmScan::run(const QDateTime& now)
             continue;
         Recurrence::AlarmFields shown = row.fields;
         try {
-            // Made inactive before the window opens: the next tick must not open it again.
+            // Made inactive before the window opens: the next tick must not open it again. A file
+            // held by another program is not waited for here: the tray would freeze every tick.
+            sqlite3_busy_timeout(m_db.database().getHandle(), 0);
+            const auto waitAgain
+                = qScopeGuard([this] { sqlite3_busy_timeout(m_db.database().getHandle(), MdbFiles::LockWaitMs); });
             MdbQuery off = m_db.query("UPDATE Agenda SET Active = 0 WHERE Numero = ?");
             off->bind(1, static_cast<int64_t>(row.numero));
             off->exec();
