@@ -28,7 +28,7 @@ run() {
     home=$(mktemp -d)
     mkdir -p "$home/config/Orvenne" "$home/data/Orvenne/Tapisol" "$home/run" "$home/Pictures"
     chmod 700 "$home/run" "$home/data/Orvenne/Tapisol"
-    printf '[Param%%C3%%A8tres]\nStartChange=0\n' > "$home/config/Orvenne/Tapisol.conf"
+    printf '[Param%%E8tres]\nStartChange=0\n' > "$home/config/Orvenne/Tapisol.conf"
     [[ -n "$database" ]] && cp "$database" "$home/data/Orvenne/Tapisol/Tapisol.mdb"
     HOME=$home XDG_CONFIG_HOME=$home/config XDG_DATA_HOME=$home/data XDG_RUNTIME_DIR=$home/run \
         build/bin/tapisol >/dev/null 2>&1 &

@@ -71,10 +71,30 @@ class TestE2eNotes : public E2eTest
             .section(QLatin1Char('\n'), 0, 0);
     }
 
+    // Clicks at a point of window `window` (a position inside it, as the screenshots show it).
+    static void clickIn(const QString& window, int x, int y)
+    {
+        const QStringList geometry
+            = E2eSession::run(QStringLiteral("xdotool getwindowgeometry --shell"), {window}).split(QLatin1Char('\n'));
+        int left = 0, top = 0;
+        for (const QString& line : geometry) {
+            if (line.startsWith(QLatin1String("X=")))
+                left = line.mid(2).toInt();
+            else if (line.startsWith(QLatin1String("Y=")))
+                top = line.mid(2).toInt();
+        }
+        E2eSession::run(QStringLiteral("xdotool mousemove --sync %1 %2 click 1").arg(left + x).arg(top + y));
+        QTest::qWait(250);
+    }
+
+    static void keys(const QString& list) { E2eSession::run(QStringLiteral("xdotool key ") + list); }
+
 private slots:
     // Two alarms due in the same few seconds open two windows: one half transparent (its pixels a
     // mix of its green and the desktop), one cutting out its green so the desktop shows through
     // around its text. Escape dismisses the first, and the weekly note moves a week on.
+    void noteWrittenInTheEditorOpensOnTime();
+
     void alarmsOpenTranslucentAndShaped()
     {
         QDir().mkpath(s->home().path() + QStringLiteral("/home/Pictures"));
@@ -132,6 +152,88 @@ private slots:
             sql(database(), QStringLiteral("SELECT Active FROM Agenda WHERE Numero = ") + cut), QStringLiteral("-1"));
     }
 };
+
+// A note written in the editor as a user would (command 8, the mouse and the keyboard): a
+// weekly alarm in the next minute, slightly translucent, its white background cut out. Its window opens
+// at that minute, with the editor's opacity and the editor showing through around the text, and
+// Escape moves the note a week on.
+void TestE2eNotes::noteWrittenInTheEditorOpensOnTime()
+{
+    QSettings settings = s->configFile();
+    settings.setValue(QStringLiteral("Paramètres/StartChange"), 0);
+    settings.sync();
+    QVERIFY(s->start({}, QStringLiteral("xcompmgr"))->waitForStarted());
+    QProcess* tapisol = s->startLoaded();
+    QVERIFY(tapisol);
+    QVERIFY(s->command(8));
+    const QString editor = E2eSession::run(
+        QStringLiteral("timeout 20 xdotool search --sync --onlyvisible --name"), {QStringLiteral("Notes")})
+                               .section(QLatin1Char('\n'), 0, 0);
+    QVERIFY(!editor.isEmpty());
+    clickIn(editor, 520, 200); // the text
+    E2eSession::run(QStringLiteral("xdotool type --delay 5"), {QStringLiteral("Garage BBBB")});
+    clickIn(editor, 391, 24);  // Layout tab
+    clickIn(editor, 320, 322); // opacity on
+    clickIn(editor, 600, 322); // the slider a page down: 245
+    clickIn(editor, 320, 350); // cut out a colour
+    clickIn(editor, 505, 350); // choose it: white, the note's background
+    QTest::qWait(700);
+    keys(QStringLiteral("alt+h ctrl+a"));
+    E2eSession::run(QStringLiteral("xdotool type"), {QStringLiteral("#ffffff")});
+    keys(QStringLiteral("Return"));
+    QTest::qWait(500);
+    clickIn(editor, 573, 24); // Alarm tab
+    clickIn(editor, 320, 86); // alarm on
+    // The next minute, typed into the time field (at hh:mm:50 and later, the one after).
+    QDateTime due = QDateTime::currentDateTime().addSecs(60);
+    if (due.time().second() >= 50)
+        due = due.addSecs(60);
+    due.setTime(QTime(due.time().hour(), due.time().minute()));
+    const QString hhmm = due.toString(QStringLiteral("HHmm"));
+    clickIn(editor, 516, 86);
+    keys(QStringLiteral("Home Delete Delete %1 %2 End BackSpace BackSpace %3 %4 Tab")
+             .arg(hhmm[0])
+             .arg(hhmm[1])
+             .arg(hhmm[2])
+             .arg(hhmm[3]));
+    clickIn(editor, 652, 24);  // Recurrence tab
+    clickIn(editor, 436, 84);  // recurring
+    clickIn(editor, 474, 111); // mode: every week, the second
+    keys(QStringLiteral("Down Return"));
+    keys(QStringLiteral("ctrl+s"));
+    QTRY_COMPARE_WITH_TIMEOUT(sql(database(),
+                                  QStringLiteral("SELECT Comportement, Frequence, Active, Transparence, "
+                                                 "TransparenceApply, Decoupage, DecoupBkColor FROM Agenda")),
+        QStringLiteral("1|1|-1|245|-1|-1|16777215"), 5000);
+    QTest::qWait(300);
+    const QImage before = screenshot(s->home().path() + QStringLiteral("/before.png"));
+
+    QTRY_VERIFY_WITH_TIMEOUT(s->log().contains(QLatin1String("AL Show")), 90000);
+    QVERIFY(QDateTime::currentDateTime() >= due); // not before its minute
+    const QString alarm = windowOf(QStringLiteral("Garage"));
+    QVERIFY(!alarm.isEmpty());
+    QVERIFY(E2eSession::run(QStringLiteral("xprop -id"), {alarm, QStringLiteral("_NET_WM_WINDOW_OPACITY")})
+                .contains(QLatin1String("4126537205"))); // 245/255 of 0xffffffff
+    QTest::qWait(800);
+    const QImage with = screenshot(s->home().path() + QStringLiteral("/with.png"));
+    if (qEnvironmentVariableIsSet("TAPISOL_E2E_SHOTS"))
+        with.save(qEnvironmentVariable("TAPISOL_E2E_SHOTS") + QStringLiteral("/editor-alarm.png"));
+    // The standard place: an inch inside the work area, 338 × 318. Below the text, the editor
+    // shows through; on the text, dark pixels.
+    QCOMPARE(with.pixelColor(96 + 20, 96 + 300), before.pixelColor(96 + 20, 96 + 300));
+    int dark = 0;
+    for (int x = 96; x < 96 + 338; ++x)
+        dark += with.pixelColor(x, 96 + 159).lightness() < 60 ? 1 : 0;
+    QVERIFY2(dark > 10, "the note's text is not on screen");
+
+    const double day = sql(database(), QStringLiteral("SELECT Date FROM Agenda")).toDouble();
+    E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {alarm});
+    keys(QStringLiteral("Escape"));
+    QVERIFY(s->waitForLog(QStringLiteral("AL Close")));
+    QCOMPARE(sql(database(), QStringLiteral("SELECT Date - %1, Active FROM Agenda").arg(day, 0, 'f', 1)),
+        QStringLiteral("7.0|-1"));
+    QVERIFY(s->exit(tapisol));
+}
 
 QTEST_GUILESS_MAIN(TestE2eNotes)
 #include "tst_e2e_notes.moc"

@@ -95,6 +95,7 @@ void FrmAlarme::buildControls()
     m_later->setToolTip(langText(TextLater));
     m_later->setAutoRaise(true);
     m_later->setPopupMode(QToolButton::InstantPopup);
+    m_later->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; }")); // room for "Zz"
     m_later->setMenu(later);
 
     auto* grip = new QSizeGrip(this);
