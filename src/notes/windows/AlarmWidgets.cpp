@@ -17,6 +17,8 @@
 
 using AlarmEdit::Field;
 
+using AlarmWidgets::withTip;
+
 namespace {
 
 constexpr int TextNoAlarm = 2770;
@@ -30,12 +32,6 @@ constexpr int ListUnits = 2780;
 constexpr int ListModes = 2781;
 constexpr int ListWeekDays = 2782;
 constexpr int ListMonths = 2783;
-
-template <typename Control> Control* withTip(Control* control, int tip)
-{
-    control->setToolTip(langText(tip));
-    return control;
-}
 
 } // namespace
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "InterfaceTexts.h"
+
 #include "AlarmEdit.h"
 
 #include <QGroupBox>
@@ -17,6 +19,13 @@ class QTimeEdit;
 // showing with its end, and the recurrence. Each box reads and writes an AlarmEdit::Choice.
 
 namespace AlarmWidgets {
+
+/// `control` with the interface text `tip` as its tool tip.
+template <typename Control> Control* withTip(Control* control, int tip)
+{
+    control->setToolTip(langText(tip));
+    return control;
+}
 
 /// The entries of a list text ("a|b|c").
 QStringList langList(int number);

@@ -14,17 +14,13 @@
 #include <QSpinBox>
 #include <QVBoxLayout>
 
+using AlarmWidgets::withTip;
+
 namespace {
 
 constexpr int TextTitle = 2810;
 constexpr int TextNoText = 2819;
 constexpr int ListButtons = 2817;
-
-template <typename Control> Control* withTip(Control* control, int tip)
-{
-    control->setToolTip(langText(tip));
-    return control;
-}
 
 QDateTime wallNow()
 {

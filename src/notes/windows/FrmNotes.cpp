@@ -83,6 +83,8 @@ private:
     qint32 m_stored = 0;
 };
 
+using AlarmWidgets::withTip;
+
 namespace {
 
 constexpr int MaxText = 250;
@@ -96,12 +98,6 @@ constexpr int TextDeleteQuestion = 2840;
 constexpr int TextUnsaved = 2868;
 constexpr int TextSoundMissing = 2879;
 constexpr int ListButtons = 2898;
-
-template <typename Control> Control* withTip(Control* control, int tip)
-{
-    control->setToolTip(langText(tip));
-    return control;
-}
 
 QLabel* buddyLabel(int text, QWidget* buddy)
 {
