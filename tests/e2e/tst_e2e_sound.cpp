@@ -85,9 +85,9 @@ private slots:
         QVERIFY(s->exit(tapisol));
     }
 
-    // A note falling due opens its window and plays the default alarm sound, heard on the sink;
-    // closing the window stops it.
-    void alarmSoundIsHeard()
+    // A note falling due opens its window and plays its sound (the shipped alarm sound, by its
+    // bare name), heard on the sink, and again and again while the window stays, as the note asks.
+    void alarmSoundIsHeardAndRepeats()
     {
         configure(false);
         QProcess* tapisol = s->startLoaded();
@@ -100,7 +100,8 @@ private slots:
             {QStringLiteral(".timeout 5000"), s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb"),
                 QStringLiteral("INSERT INTO Agenda (Date, Alarme, DateAlarme, AlarmeRepet, Comportement, Frequence, "
                                "FreqJours, Active, Decoupage, WinBackColor) VALUES (%1, -1, %2, 0, 0, 0, '0000000', "
-                               "-1, 0, 0)")
+                               "-1, 0, 0); INSERT INTO AlarmeTxt (NumeroNote, ObjType, Texte, SonRepet) "
+                               "VALUES (last_insert_rowid(), 3, 'Alm2.mp3', -1);")
                     .arg(day)
                     .arg(at, 0, 'f', 8)});
         startRecording(5);
@@ -108,6 +109,7 @@ private slots:
         QVERIFY(s->waitForLog(QStringLiteral("media/Sons/Alm2.mp3")));
         const double during = stopRecording();
         QVERIFY2(during > 0.01, qPrintable(QString::number(during)));
+        QVERIFY(s->waitForLog(QStringLiteral("media/Sons/Alm2.mp3"), 2));
         QVERIFY(s->exit(tapisol));
     }
 
