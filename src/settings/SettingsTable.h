@@ -74,7 +74,7 @@ struct SettingRow
     }
 };
 
-inline constexpr int kSettingCount = 254;
+inline constexpr int kSettingCount = 257;
 
 namespace SettingRows {
 
@@ -416,6 +416,9 @@ inline constexpr std::array<SettingRow, kSettingCount> kSettings{{
     // Added on Linux.
     text(252, Parametres, "BackEndFondEcran", "auto"),
     boolean(253, Parametres, "FondEcranVerrouillage", 0),
+    text(254, Agenda, "Pays", "FR"),
+    range(255, Agenda, "CoinBureau", 0, 3, 1),
+    boolean(256, Agenda, "SurLeBureau", 0),
 }};
 // clang-format on
 
@@ -548,6 +551,9 @@ inline constexpr int AgdSatSunColor = settingNumber(Agenda, "SatSunColor");
 inline constexpr int AgdDayFeriesColor = settingNumber(Agenda, "DayFeriesColor");
 inline constexpr int AgdChangeColor = settingNumber(Agenda, "ChangeColor");
 inline constexpr int AgdWindowState = settingNumber(Agenda, "WindowState");
+inline constexpr int AgdPays = settingNumber(Agenda, "Pays");
+inline constexpr int AgdCoinBureau = settingNumber(Agenda, "CoinBureau");
+inline constexpr int AgdSurLeBureau = settingNumber(Agenda, "SurLeBureau");
 inline constexpr int AlmOffset = settingNumber(Alarme, "Offset");
 inline constexpr int AlmTransparence = settingNumber(Alarme, "Transparence");
 inline constexpr int AlmCouleurAv = settingNumber(Alarme, "CouleurAv");

@@ -19,6 +19,7 @@ for path in /usr/bin/tapisol /usr/libexec/tapisol/tapisol-decoder \
     /usr/share/man/man1/tapisol.1.gz /usr/share/icons/hicolor/scalable/apps/tapisol.svg \
     /usr/share/tapisol/lang/FRA.lng /usr/share/tapisol/lang/ENG.lng /usr/share/tapisol/lang/Langues.Lng \
     /usr/share/tapisol/lang/Pays.Lng /usr/share/tapisol/help/FRA/index.html /usr/share/tapisol/help/ENG/index.html \
+    /usr/share/tapisol/holidays.tsv \
     /usr/share/doc/tapisol/copyright; do
     grep -qx "$path" "$work/contents" || fail "the package lacks $path"
 done
