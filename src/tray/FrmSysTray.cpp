@@ -21,15 +21,18 @@
 #include "UnloadAll.h"
 #include "WallpaperBackends.h"
 #include "portal/PortalHotkeyBackend.h"
+#include "statusnotifier/StatusNotifierItem.h"
 #include "x11/X11HotkeyBackend.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QCursor>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileInfo>
 #include <QMenu>
 #include <QPointer>
@@ -288,6 +291,8 @@ void FrmSysTray::tellNoTrayOnce()
 
 void FrmSysTray::keepIconDocked()
 {
+    if (m_ownItem)
+        return; // it registers again with each new watcher, and an XEmbed host must not get a second icon
     const qint64 host = trayHostWindow();
     if (host > 0 && host != m_trayHost) {
         putIconInTray(); // an XEmbed tray host started, or restarted after a crash
@@ -299,6 +304,51 @@ void FrmSysTray::keepIconDocked()
         putIconInTray(); // a StatusNotifierItem host came
     else if (!available)
         m_iconDocked = false;
+
+    // Qt made an XEmbed icon (or none) and keeps that choice for the life of the process, so a
+    // StatusNotifierItem host that came later gets an item of our own. A panel that offers both
+    // may claim the XEmbed tray a moment after its watcher starts, hence two ticks in a row. The
+    // name is looked up first so that a bus which could start a watcher on demand does not.
+    QDBusConnectionInterface* bus = QDBusConnection::sessionBus().interface();
+    const bool onlyStatusNotifierHost = !available && !m_statusNotifier && bus
+        && bus->isServiceRegistered(QStringLiteral("org.kde.StatusNotifierWatcher")) && statusNotifierHostRegistered();
+    m_statusNotifierHostSeen = onlyStatusNotifierHost ? m_statusNotifierHostSeen + 1 : 0;
+    if (m_statusNotifierHostSeen >= 2)
+        startOwnStatusNotifierItem();
+}
+
+void FrmSysTray::startOwnStatusNotifierItem()
+{
+    auto* item = new StatusNotifierItem(m_menu, this);
+    if (!item->isExported()) {
+        TAPISOL_TRACE(QStringLiteral("SY, Intray StatusNotifierItem (own) refusé par le bus"));
+        delete item;
+        m_statusNotifierHostSeen = -60; // a minute before the next try, not a line in the log every second
+        return;
+    }
+    m_ownItem = item;
+    // The icon themes beside the data folder hold ours when the program is not installed system-wide.
+    const QDir themes(AppPaths::readOnlyDataDir() + QStringLiteral("../icons"));
+    m_ownItem->setIcon(m_icon->icon(), QStringLiteral("tapisol"), themes.exists() ? themes.absolutePath() : QString());
+    m_ownItem->setTitle(programTitle());
+    m_ownItem->setToolTip(m_tip.isEmpty() ? programTitle() : m_tip);
+    // The host's one activation, as Qt's own item would hand it on.
+    connect(m_ownItem, &StatusNotifierItem::activated, this, [this] { onActivated(QSystemTrayIcon::Trigger); });
+    connect(m_ownItem, &StatusNotifierItem::secondaryActivated, this,
+        [this] { onActivated(QSystemTrayIcon::MiddleClick); });
+    connect(m_ownItem, &StatusNotifierItem::contextMenuRequested, this, [this](QPoint at) {
+        if (!m_menu->isVisible())
+            m_menu->popup(at.isNull() ? QCursor::pos() : at);
+    });
+    connect(m_ownItem, &StatusNotifierItem::registrationFinished, this, [](const QString& error) {
+        TAPISOL_TRACE(QStringLiteral("SY, Intray StatusNotifierItem (own) ")
+            + (error.isEmpty() ? QStringLiteral("enregistré") : QStringLiteral("refusé par l'hôte : ") + error));
+    });
+    m_icon->hide();
+    m_statusNotifier = true; // the menu is exported now, and one activation stands for both clicks
+    m_iconDocked = true;
+    refreshMenu();
+    TAPISOL_TRACE(QStringLiteral("SY, Intray StatusNotifierItem (own)"));
 }
 
 void FrmSysTray::onActivated(QSystemTrayIcon::ActivationReason reason)
@@ -443,6 +493,8 @@ void FrmSysTray::setTipText(const QString& text)
         return;
     m_tip = text;
     m_icon->setToolTip(text);
+    if (m_ownItem)
+        m_ownItem->setToolTip(text);
 }
 
 void FrmSysTray::refreshCalendarClock()
@@ -637,6 +689,7 @@ void FrmSysTray::unloadSequence()
     SoundService::instance().stopAll();
     if (m_icon)
         m_icon->hide();
+    delete std::exchange(m_ownItem, nullptr); // the panel drops the item at once
     unloadAllForms();
     emit unloaded();
 }

@@ -17,6 +17,7 @@
 class ClsMonitor;
 class QMenu;
 class FrmParam;
+class StatusNotifierItem;
 
 // The tray form: never shown, it owns the notification-area icon, the context menu, the
 // one-second dispatcher and the chime's timer, runs the numbered commands and guards the exit:
@@ -75,6 +76,7 @@ private:
     void putIconInTray();
     void keepIconDocked();
     void tellNoTrayOnce();
+    void startOwnStatusNotifierItem();
     void onActivated(QSystemTrayIcon::ActivationReason reason);
     void buildMenu();
     void refreshMenu();
@@ -106,6 +108,10 @@ private:
     qint64 m_secondsLeft = -1;
     QList<QAction*> m_menuActions; // one per entry of the menu model, separators included
     bool m_statusNotifier = false; // the icon is a StatusNotifierItem, its menu exported over DBusMenu
+    // Our own item, for a StatusNotifierItem host that came after Qt had chosen XEmbed.
+    StatusNotifierItem* m_ownItem = nullptr;
+    // Seconds in a row such a host was there without an XEmbed one.
+    int m_statusNotifierHostSeen = 0;
     QTimer m_timerSecond;
     QTimer m_screensSettle;
     QString m_tip;
