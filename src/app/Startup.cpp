@@ -8,6 +8,7 @@
 #include "ClsRegistry.h"
 #include "CommandDispatcher.h"
 #include "ErrorReport.h"
+#include "FrmAgenda.h"
 #include "FrmChangeAlarme.h"
 #include "FrmNotes.h"
 #include "FrmSysTray.h"
@@ -276,6 +277,7 @@ void Startup::loadTrayForm()
     m_changer = new WallpaperChanger(m_monitors, mdb(), this);
     parts.wallpaper = m_changer;
     m_tray = new FrmSysTray(parts);
+    m_tray->dispatcher().setAction(6, [this] { showAgenda(); });
     m_tray->dispatcher().setAction(8, [this] { showNotes(WallClock::of(appClock().now()).date()); });
     connect(m_tray, &FrmSysTray::unloaded, this, &Startup::finish);
     m_tray->load();
@@ -297,6 +299,18 @@ void Startup::loadNotes()
     };
     hooks.openNote = [this](qint64 numero, const QDate& day) { showNotes(day, numero); };
     m_alarms->setHooks(hooks);
+}
+
+void Startup::showAgenda()
+{
+    if (!m_agenda) {
+        m_agenda = new FrmAgenda;
+        m_agenda->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_agenda, &FrmAgenda::openDay, this, [this](const QDate& day) { showNotes(day); });
+    }
+    m_agenda->show();
+    m_agenda->raise();
+    m_agenda->activateWindow();
 }
 
 void Startup::showNotes(const QDate& day, qint64 numero)

@@ -17,6 +17,7 @@ class FrmTrace;
 class WallpaperChanger;
 class AlarmWindows;
 class FrmNotes;
+class FrmAgenda;
 class AlarmScanner;
 
 // The program's start-up sequence and its orderly ending.
@@ -70,6 +71,7 @@ private:
     void loadTrayForm();
     void loadNotes();
     void showNotes(const QDate& day, qint64 numero = 0);
+    void showAgenda();
     void finish();
 
     ClsMonitor m_monitors;
@@ -79,7 +81,8 @@ private:
     WallpaperChanger* m_changer = nullptr;
     AlarmWindows* m_alarms = nullptr;
     std::unique_ptr<AlarmScanner> m_alarmScanner;
-    QPointer<FrmNotes> m_notes; // the note editor while it is open
+    QPointer<FrmNotes> m_notes;   // the note editor while it is open
+    QPointer<FrmAgenda> m_agenda; // the calendar while it is open
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
     bool m_started = false;               // every start-up step has run

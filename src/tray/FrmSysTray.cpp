@@ -499,7 +499,11 @@ void FrmSysTray::setTipText(const QString& text)
 
 void FrmSysTray::refreshCalendarClock()
 {
-    // The calendar window refreshes its clock line once it exists.
+    // The calendar belongs to the notes' windows, which the tray does not link: it is found by name.
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->objectName() == QLatin1String("FrmAgenda") && window->isVisible())
+            QMetaObject::invokeMethod(window, "refreshClock");
+    }
 }
 
 // --- commands that start other programs ---------------------------------------------------------

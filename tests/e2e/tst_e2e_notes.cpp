@@ -94,6 +94,7 @@ private slots:
     // mix of its green and the desktop), one cutting out its green so the desktop shows through
     // around its text. Escape dismisses the first, and the weekly note moves a week on.
     void noteWrittenInTheEditorOpensOnTime();
+    void calendarOpensTheEditorOnADay();
 
     void alarmsOpenTranslucentAndShaped()
     {
@@ -232,6 +233,34 @@ void TestE2eNotes::noteWrittenInTheEditorOpensOnTime()
     QVERIFY(s->waitForLog(QStringLiteral("AL Close")));
     QCOMPARE(sql(database(), QStringLiteral("SELECT Date - %1, Active FROM Agenda").arg(day, 0, 'f', 1)),
         QStringLiteral("7.0|-1"));
+    QVERIFY(s->exit(tapisol));
+}
+
+// The calendar from the menu's command 6, used with the mouse and the keyboard: a click in the
+// grid, today, the next month, then Return on the chosen day opens the note editor on that day.
+void TestE2eNotes::calendarOpensTheEditorOnADay()
+{
+    QProcess* tapisol = s->startLoaded();
+    QVERIFY(tapisol);
+    QVERIFY(s->command(6));
+    const QString calendar = E2eSession::run(
+        QStringLiteral("timeout 20 xdotool search --sync --onlyvisible --name"), {QStringLiteral("^Calendrier$")})
+                                 .section(QLatin1Char('\n'), 0, 0);
+    QVERIFY(!calendar.isEmpty());
+    const QDate today = QDate::currentDate();
+    QTest::qWait(500);
+    clickIn(calendar, 200, 200);  // a day of the grid: the grid has the keyboard
+    keys(QStringLiteral("Home")); // today
+    QTest::qWait(300);
+    keys(QStringLiteral("Next")); // Page Down: a month on, the same day
+    QTest::qWait(500);
+    keys(QStringLiteral("Return"));
+    const QString day = QLocale(QLocale::French).toString(today.addMonths(1), QLocale::LongFormat);
+    const QString editor = E2eSession::run(
+        QStringLiteral("timeout 20 xdotool search --sync --onlyvisible --name"), {QStringLiteral("Notes et alarmes")})
+                               .section(QLatin1Char('\n'), 0, 0);
+    QVERIFY(!editor.isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(E2eSession::run(QStringLiteral("xdotool getwindowname"), {editor}).contains(day), 5000);
     QVERIFY(s->exit(tapisol));
 }
 

@@ -4,6 +4,7 @@
 // table the build makes.
 #include "../db/MdbTestSupport.h"
 #include "HolidayTable.h"
+#include "MonthLayout.h"
 #include "MonthOccurrences.h"
 #include "NoteStore.h"
 #include "WallClock.h"
@@ -85,6 +86,25 @@ private slots:
         QFETCH(int, month);
         QFETCH(QList<int>, expected);
         QCOMPARE(days(MonthOccurrences::daysInMonth(note, year, month)), expected);
+    }
+
+    // The grid of a month: its first cell by the week's first day, ISO week numbers by the row's
+    // Thursday whatever the first day, and the cell of a date.
+    void gridOfAMonth()
+    {
+        const MonthLayout monday(2026, 11, 0);
+        QCOMPARE(monday.dateAt(0, 0), QDate(2026, 10, 26));
+        QCOMPARE(monday.weekNumber(0), 44);
+        QCOMPARE(monday.weekNumber(5), 49);
+        QCOMPARE(monday.cellOf(QDate(2026, 11, 25)), std::make_pair(4, 2));
+        QCOMPARE(monday.cellOf(QDate(2026, 12, 31)), std::make_pair(-1, -1));
+        const MonthLayout sunday(2026, 11, 6); // 1 November 2026 is a Sunday
+        QCOMPARE(sunday.dateAt(0, 0), QDate(2026, 11, 1));
+        QCOMPARE(sunday.weekdayOf(0), 7);
+        QCOMPARE(sunday.weekNumber(0), 45);    // its Thursday, 5 November
+        const MonthLayout january(2027, 1, 0); // 1 January 2027, a Friday, is in week 53 of 2026
+        QCOMPARE(january.dateAt(0, 0), QDate(2026, 12, 28));
+        QCOMPARE(january.weekNumber(0), 53);
     }
 
     // From the database: a weekly note on its weekdays with its alarm's time, a birthday with the

@@ -1048,6 +1048,8 @@ void FrmNotes::showRow(int row)
 
 void FrmNotes::reloadList()
 {
+    setWindowTitle(langText(TextTitle) + QStringLiteral(" — ")
+        + AlarmWidgets::interfaceLocale().toString(m_day, QLocale::LongFormat) + QStringLiteral("[*]"));
     const QSignalBlocker blocker(m_list);
     m_list->clear();
     const QLocale shown = locale();
