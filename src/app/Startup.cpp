@@ -7,6 +7,7 @@
 #include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "CommandDispatcher.h"
+#include "DesktopCalendar.h"
 #include "ErrorReport.h"
 #include "FrmAgenda.h"
 #include "FrmChangeAlarme.h"
@@ -15,6 +16,7 @@
 #include "FrmTrace.h"
 #include "InterfaceTexts.h"
 #include "NoteObjects.h"
+#include "NoteStore.h"
 #include "SignalWatcher.h"
 #include "SingleInstance.h"
 #include "Trace.h"
@@ -278,6 +280,12 @@ void Startup::loadTrayForm()
     parts.wallpaper = m_changer;
     m_tray = new FrmSysTray(parts);
     m_tray->dispatcher().setAction(6, [this] { showAgenda(); });
+    m_tray->dispatcher().setAction(7, [this] {
+        setCalendarOnDesktop(registry().get(SettingNo::AgdSurLeBureau).toInt() == 0);
+        m_changer->reapply();
+    });
+    if (registry().get(SettingNo::AgdSurLeBureau).toInt() != 0)
+        setCalendarOnDesktop(true); // before the first wallpaper of this start
     m_tray->dispatcher().setAction(8, [this] { showNotes(WallClock::of(appClock().now()).date()); });
     connect(m_tray, &FrmSysTray::unloaded, this, &Startup::finish);
     m_tray->load();
@@ -299,6 +307,52 @@ void Startup::loadNotes()
     };
     hooks.openNote = [this](qint64 numero, const QDate& day) { showNotes(day, numero); };
     m_alarms->setHooks(hooks);
+}
+
+void Startup::setCalendarOnDesktop(bool on)
+{
+    registry().set(SettingNo::AgdSurLeBureau, on ? -1 : 0);
+    TAPISOL_TRACE(on ? QStringLiteral("AG Desktop calendar on") : QStringLiteral("AG Desktop calendar off"));
+    if (!on) {
+        m_changer->setOverlay({});
+        if (m_calendarRedraw)
+            m_calendarRedraw->stop();
+        return;
+    }
+    m_changer->setOverlay([this](QPainter& painter, const QRect& area) {
+        m_calendarDay = WallClock::of(appClock().now()).date();
+        DesktopCalendar::paint(painter, area, mdb());
+    });
+    if (!m_calendarRedraw) {
+        // A note saved, deleted or dismissed, and the turn of the day, draw it again; a burst of
+        // changes draws once.
+        m_calendarRedraw = new QTimer(this);
+        m_calendarRedraw->setSingleShot(true);
+        m_calendarRedraw->setInterval(1500);
+        connect(m_calendarRedraw, &QTimer::timeout, this, &Startup::redrawCalendarOnDesktop);
+        const auto later = [this] {
+            if (registry().get(SettingNo::AgdSurLeBureau).toInt() != 0)
+                m_calendarRedraw->start();
+        };
+        connect(&NoteEvents::instance(), &NoteEvents::noteSaved, this, later);
+        connect(&NoteEvents::instance(), &NoteEvents::noteRemoved, this, later);
+        connect(&NoteEvents::instance(), &NoteEvents::alarmChanged, this, later);
+        auto* dayWatch = new QTimer(this);
+        dayWatch->setInterval(60 * 1000);
+        connect(dayWatch, &QTimer::timeout, this, [this, later] {
+            if (m_calendarDay.isValid() && WallClock::of(appClock().now()).date() != m_calendarDay)
+                later();
+        });
+        dayWatch->start();
+    }
+}
+
+void Startup::redrawCalendarOnDesktop()
+{
+    if (registry().get(SettingNo::AgdSurLeBureau).toInt() == 0)
+        return;
+    TAPISOL_TRACE(QStringLiteral("AG Desktop calendar redrawn"));
+    m_changer->reapply();
 }
 
 void Startup::showAgenda()

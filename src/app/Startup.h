@@ -2,6 +2,7 @@
 
 #include "ClsMonitor.h"
 
+#include <QDate>
 #include <QMessageBox>
 #include <QObject>
 #include <QPointer>
@@ -18,6 +19,7 @@ class WallpaperChanger;
 class AlarmWindows;
 class FrmNotes;
 class FrmAgenda;
+class QTimer;
 class AlarmScanner;
 
 // The program's start-up sequence and its orderly ending.
@@ -72,6 +74,8 @@ private:
     void loadNotes();
     void showNotes(const QDate& day, qint64 numero = 0);
     void showAgenda();
+    void setCalendarOnDesktop(bool on);
+    void redrawCalendarOnDesktop();
     void finish();
 
     ClsMonitor m_monitors;
@@ -81,8 +85,10 @@ private:
     WallpaperChanger* m_changer = nullptr;
     AlarmWindows* m_alarms = nullptr;
     std::unique_ptr<AlarmScanner> m_alarmScanner;
-    QPointer<FrmNotes> m_notes;   // the note editor while it is open
-    QPointer<FrmAgenda> m_agenda; // the calendar while it is open
+    QPointer<FrmNotes> m_notes;         // the note editor while it is open
+    QPointer<FrmAgenda> m_agenda;       // the calendar while it is open
+    QTimer* m_calendarRedraw = nullptr; // a note changed: the desktop's calendar follows, once
+    QDate m_calendarDay;                // the day the desktop's calendar shows
     FrmTrace* m_traceWindow = nullptr;
     bool m_shuttingDown = false;
     bool m_started = false;               // every start-up step has run

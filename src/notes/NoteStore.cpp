@@ -417,6 +417,32 @@ QList<NoteSummary> notesOfDay(ClsMdb& db, const QDate& day)
     return notes;
 }
 
+QList<NoteSummary> nextAlarms(ClsMdb& db, const QDateTime& now, int count)
+{
+    QList<NoteSummary> notes;
+    try {
+        // A range on IndAlarme, whatever the number of notes.
+        MdbQuery rows = db.query("SELECT Numero, DateAlarme, Comportement, "
+                                 "(SELECT Texte FROM AlarmeTxt WHERE NumeroNote = Agenda.Numero AND ObjType = 1 "
+                                 "ORDER BY Numero LIMIT 1) FROM Agenda WHERE Alarme = -1 AND Active = -1 "
+                                 "AND DateAlarme >= ?1 ORDER BY DateAlarme LIMIT ?2");
+        WallClock::bind(*rows, 1, now);
+        rows->bind(2, count);
+        while (rows->executeStep()) {
+            NoteSummary note;
+            note.Numero = rows->getColumn(0).getInt64();
+            note.alarm = note.active = true;
+            note.alarmAt = WallClock::dateOf(rows->getColumn(1));
+            note.recurring = rows->getColumn(2).getInt() == 1;
+            note.text = Jet::textOf(rows->getColumn(3));
+            notes << note;
+        }
+    } catch (const SQLite::Exception& e) {
+        TAPISOL_TRACE(QStringLiteral("NT Next alarms, Err %1").arg(QString::fromUtf8(e.what())));
+    }
+    return notes;
+}
+
 bool exists(ClsMdb& db, qint64 numero)
 {
     try {

@@ -41,6 +41,9 @@ bool writeGeometry(ClsMdb& db, qint64 numero, const QRect& geometry);
 /// object.
 QList<NoteSummary> notesOfDay(ClsMdb& db, const QDate& day);
 
+/// The next `count` armed alarms from `now` (wall clock), soonest first.
+QList<NoteSummary> nextAlarms(ClsMdb& db, const QDateTime& now, int count);
+
 /// Whether a note of that number exists.
 bool exists(ClsMdb& db, qint64 numero);
 

@@ -429,7 +429,7 @@ QList<TrayMenuEntry> FrmSysTray::currentMenuEntries() const
     state.autoMode = m_schedule.isOn();
     state.projectDefined = registry().get(SettingNo::SourceProjetKey).toInt() != 0;
     state.sourceIsProject = registry().get(SettingNo::SourceProjet).toInt() != 0;
-    state.agendaOnDesktop = m_agendaOnDesktop;
+    state.agendaOnDesktop = registry().get(SettingNo::AgdSurLeBureau).toInt() != 0;
     state.quietAll = SoundService::instance().quietAll();
     return buildTrayMenu(state, [](int number) { return registry().get(number).toInt(); });
 }

@@ -123,6 +123,5 @@ private:
     bool m_quitting = false; // the two exit flags: only the Exit command sets them
     bool m_unloadAllowed = false;
     bool m_unloaded = false;
-    bool m_agendaOnDesktop = false;
     bool m_aboutOpen = false;
 };

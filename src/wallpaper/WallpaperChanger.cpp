@@ -186,6 +186,11 @@ bool WallpaperChanger::applyFile(const QString& path)
     return true;
 }
 
+void WallpaperChanger::setOverlay(std::function<void(QPainter&, const QRect&)> overlay)
+{
+    m_renderer->setOverlay(std::move(overlay));
+}
+
 void WallpaperChanger::reapply()
 {
     if (!m_renderer->reapply())

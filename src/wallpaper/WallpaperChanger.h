@@ -7,6 +7,7 @@
 
 #include <QObject>
 
+#include <functional>
 #include <memory>
 
 class ClsMdb;
@@ -14,6 +15,7 @@ class ClsMonitor;
 class ImageDecoder;
 class WallpaperBackend;
 class WallpaperRenderer;
+class QPainter;
 
 // The wallpaper engine the tray drives: the picture folder, the choice of the next picture and
 // its rendering onto the desktop.
@@ -37,6 +39,9 @@ public:
 
     /// Shows one given picture now (a file opened with Tapisol, `tapisol --apply`).
     bool applyFile(const QString& path);
+
+    /// Something drawn over the wallpaper on screen, or none (see WallpaperRenderer::setOverlay).
+    void setOverlay(std::function<void(QPainter&, const QRect&)> overlay);
 
     PictureSource& source() { return m_source; }
     WallpaperBackend& backend() { return *m_backend; }

@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QFutureWatcher>
+#include <QPainter>
 #include <QSaveFile>
 #include <QtConcurrent>
 
@@ -214,8 +215,40 @@ WallpaperTarget WallpaperRenderer::targetOf(const Areas& areas, const QString& t
     return target;
 }
 
-bool WallpaperRenderer::show(const Shown& shown, std::unique_ptr<PreparedWallpaper> prepared, WallpaperTarget target)
+// The picture laid on a canvas of the monitor's size as the desktop would lay it, with the overlay
+// over it: the desktop then gets an image that covers the monitor exactly.
+WallpaperRenderer::Shown WallpaperRenderer::withOverlay(const Shown& plain, const WallpaperTarget& target) const
 {
+    Shown shown;
+    shown.image = QImage(target.monitor.size(), QImage::Format_RGB32);
+    shown.image.fill(Qt::black);
+    QPainter painter(&shown.image);
+    const QRect area = shown.image.rect();
+    switch (target.style) {
+    case WallpaperStyle::Stretched:
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawImage(area, plain.image);
+        break;
+    case WallpaperStyle::Tiled:
+        painter.drawTiledPixmap(area, QPixmap::fromImage(plain.image));
+        break;
+    case WallpaperStyle::Centered:
+        painter.drawImage(area.center() - plain.image.rect().center(), plain.image);
+        break;
+    }
+    painter.setRenderHint(QPainter::Antialiasing);
+    m_overlay(painter, area);
+    return shown;
+}
+
+bool WallpaperRenderer::show(const Shown& plain, std::unique_ptr<PreparedWallpaper> prepared, WallpaperTarget target)
+{
+    Shown shown = plain;
+    if (m_overlay && !plain.image.isNull() && !target.monitor.isEmpty()) {
+        shown = withOverlay(plain, target);
+        prepared.reset(); // it holds the plain picture
+        target.style = WallpaperStyle::Centered;
+    }
     QString error;
     if (!prepared && !m_backend.handsOverFile())
         prepared = m_backend.prepare(shown.image, target, &error);

@@ -9,9 +9,11 @@
 #include <QString>
 #include <QThreadPool>
 
+#include <functional>
 #include <memory>
 
 class ClsMonitor;
+class QPainter;
 class ImageDecoder;
 struct PictureInfo;
 
@@ -47,6 +49,14 @@ public:
     /// names in turn, so that a desktop that caches pictures by name sees a new one each time.
     static QStringList desktopCopies();
 
+    /// Something drawn over the wallpaper on screen (the calendar on the desktop): given a painter
+    /// on a canvas the size of the target monitor, with the picture already on it as the desktop
+    /// would show it. Only the copy handed to the desktop is drawn on; Tapisol.bmp stays the plain
+    /// picture. An empty overlay shows the plain picture again.
+    using Overlay = std::function<void(QPainter& painter, const QRect& area)>;
+    void setOverlay(Overlay overlay) { m_overlay = std::move(overlay); }
+    bool hasOverlay() const { return bool(m_overlay); }
+
     /// The sizing settings as the user left them.
     static SizingSettings settingsFromRegistry();
 
@@ -73,6 +83,7 @@ private:
         std::unique_ptr<PreparedWallpaper>* prepared, const WallpaperTarget& target);
     bool unchanged(const QString& picture, const SizingResult& sizing) const;
     bool show(const Shown& shown, std::unique_ptr<PreparedWallpaper> prepared, WallpaperTarget target);
+    Shown withOverlay(const Shown& plain, const WallpaperTarget& target) const;
     QString writeDesktopCopy(const Shown& shown, QString* error);
     bool applyBounded(const WallpaperTarget& target);
     WallpaperTarget targetOf(const Areas& areas, const QString& tile, const QString& style) const;
@@ -80,6 +91,7 @@ private:
     ClsMonitor& m_monitors;
     ImageDecoder& m_decoder;
     WallpaperBackend& m_backend;
+    Overlay m_overlay;
     QFuture<std::pair<bool, QString>> m_pending; // the desktop's answer being awaited
     QThreadPool m_worker;                        // last: its end waits for a call under way
 };

@@ -95,6 +95,7 @@ private slots:
     // around its text. Escape dismisses the first, and the weekly note moves a week on.
     void noteWrittenInTheEditorOpensOnTime();
     void calendarOpensTheEditorOnADay();
+    void calendarOnTheDesktop();
 
     void alarmsOpenTranslucentAndShaped()
     {
@@ -261,6 +262,57 @@ void TestE2eNotes::calendarOpensTheEditorOnADay()
                                .section(QLatin1Char('\n'), 0, 0);
     QVERIFY(!editor.isEmpty());
     QTRY_VERIFY_WITH_TIMEOUT(E2eSession::run(QStringLiteral("xdotool getwindowname"), {editor}).contains(day), 5000);
+    QVERIFY(s->exit(tapisol));
+}
+
+// Command 7 draws the month calendar into the wallpaper at the top-right corner of the monitor
+// (the settings' default): the root window's pixels change there and nowhere else; the flag
+// survives a restart; command 7 again gives back the plain wallpaper, pixel for pixel.
+void TestE2eNotes::calendarOnTheDesktop()
+{
+    const QString folder = s->home().path() + QStringLiteral("/home/Pictures");
+    QDir().mkpath(folder);
+    E2eSession::run(QStringLiteral("convert -size 1280x800 gradient:steelblue-darkslategray"),
+        {folder + QStringLiteral("/desk.png")});
+    QSettings settings = s->configFile();
+    settings.setValue(QStringLiteral("Paramètres/Répertoire"), folder);
+    settings.setValue(QStringLiteral("Paramètres/StartChange"), -1);
+    settings.setValue(QStringLiteral("Paramètres/SelectRandom"), 0);
+    settings.sync();
+    QProcess* tapisol = s->startLoaded();
+    QVERIFY(tapisol);
+    QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed")));
+    QTest::qWait(500);
+    const QImage plain = screenshot(s->home().path() + QStringLiteral("/plain.png"));
+    QVERIFY(s->command(7));
+    QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar on")));
+    QTest::qWait(1000);
+    const QImage with = screenshot(s->home().path() + QStringLiteral("/with.png"));
+    int changedInCorner = 0;
+    int changedElsewhere = 0;
+    for (int y = 0; y < plain.height(); y += 4) {
+        for (int x = 0; x < plain.width(); x += 4) {
+            const bool differs = plain.pixel(x, y) != with.pixel(x, y);
+            (x >= plain.width() / 2 && y < plain.height() * 2 / 3 ? changedInCorner : changedElsewhere)
+                += differs ? 1 : 0;
+        }
+    }
+    QVERIFY2(changedInCorner > 2000, qPrintable(QString::number(changedInCorner)));
+    QCOMPARE(changedElsewhere, 0);
+
+    QVERIFY(s->exit(tapisol));
+    settings.setValue(QStringLiteral("Paramètres/StartChange"), 0); // the start shows Tapisol.bmp again
+    settings.sync();
+    tapisol = s->startLoaded();
+    QVERIFY(tapisol);
+    QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar on"), 2)); // kept across the restart
+    QTest::qWait(1500);
+    QVERIFY(screenshot(s->home().path() + QStringLiteral("/again.png")) != plain);
+
+    QVERIFY(s->command(7));
+    QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar off")));
+    QTest::qWait(1000);
+    QVERIFY(screenshot(s->home().path() + QStringLiteral("/after.png")) == plain);
     QVERIFY(s->exit(tapisol));
 }
 

@@ -173,7 +173,7 @@ void MonthGrid::paintCell(QPainter& painter, const QDate& date, const QRectF& ce
         painter.setPen(QPen(m_look.today, 2.5));
         painter.drawRect(cell.adjusted(1.5, 1.5, -1.5, -1.5));
     }
-    if (date == m_selected) {
+    if (m_showSelection && date == m_selected) {
         painter.setPen(QPen(palette().highlight().color(), hasFocus() ? 2 : 1, Qt::DashLine));
         painter.drawRect(cell.adjusted(4, 4, -4, -4));
     }

@@ -35,6 +35,8 @@ public:
     /// What the month holds: the notes' occurrences and the public holidays by day.
     void setContent(const QList<MonthOccurrences::Occurrence>& notes, const QMap<QDate, QString>& holidays);
     void setToday(const QDate& today);
+    /// Whether the chosen day is framed (not on the desktop, where nobody chooses).
+    void setShowSelection(bool show) { m_showSelection = show; }
 
     QDate selectedDate() const { return m_selected; }
     /// Chooses a day; the month shown follows it.
@@ -77,6 +79,7 @@ private:
     MonthLayout m_layout;
     QDate m_selected;
     QDate m_today;
+    bool m_showSelection = true;
     QMap<QDate, QList<MonthOccurrences::Occurrence>> m_notes;
     QMap<QDate, QString> m_holidays;
 };
