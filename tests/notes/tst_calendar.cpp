@@ -11,6 +11,8 @@
 
 #include <QtTest>
 
+#include <ctime>
+
 using MonthOccurrences::NoteRule;
 
 namespace {
@@ -86,6 +88,23 @@ private slots:
         QFETCH(int, month);
         QFETCH(QList<int>, expected);
         QCOMPARE(days(MonthOccurrences::daysInMonth(note, year, month)), expected);
+    }
+
+    // A weekly note at 02:30 through the night the clocks go forward in Paris keeps its days, the
+    // change day included (the local time skipped that night is still a day of the note).
+    void acrossDaylightSaving()
+    {
+        const QByteArray old = qgetenv("TZ");
+        qputenv("TZ", "Europe/Paris");
+        tzset();
+        NoteRule weekly = rule(QDate(2026, 3, 15), 1);
+        weekly.time = QTime(2, 30);
+        QCOMPARE(days(MonthOccurrences::daysInMonth(weekly, 2026, 3)), QList<int>({15, 22, 29}));
+        QCOMPARE(days(MonthOccurrences::daysInMonth(weekly, 2026, 4)), QList<int>({5, 12, 19, 26}));
+        qputenv("TZ", old);
+        if (old.isEmpty())
+            qunsetenv("TZ");
+        tzset();
     }
 
     // The grid of a month: its first cell by the week's first day, ISO week numbers by the row's
