@@ -1,6 +1,7 @@
 #include "FrmParam.h"
 
 #include "AppState.h"
+#include "ClsMdb.h"
 #include "ClsMonitor.h"
 #include "ClsRegistry.h"
 #include "ImageDecoder.h"
@@ -673,16 +674,47 @@ QWidget* FrmParam::notesTab()
     layout->addWidget(alarms);
 
     auto* calendar = new QGroupBox(langText(2589));
-    auto* calendarRow = new QHBoxLayout(calendar);
+    auto* calendarForm = new QFormLayout(calendar);
+    auto* calendarRow = new QHBoxLayout;
     for (const auto& [number, caption] : {std::pair {AgdBackColor, 2590}, std::pair {AgdTitleColor, 2591},
              std::pair {AgdSatSunColor, 2593}, std::pair {AgdDayFeriesColor, 2594}}) {
         auto* button = withTip(new QPushButton(langText(caption)), caption);
         calendarRow->addWidget(button);
         m_binder->colour(button, number);
     }
+    calendarForm->addRow(calendarRow);
+    auto* country = withTip(new QComboBox, 2921);
+    country->setObjectName(QStringLiteral("calendarCountry"));
+    QList<QVariant> codes;
+    for (const auto& [code, name] : countriesByName()) {
+        country->addItem(name);
+        codes << code;
+    }
+    calendarForm->addRow(langText(2920), country);
+    m_binder->choice(country, AgdPays, codes);
+    auto* corner = withTip(new QComboBox, 2924);
+    corner->setObjectName(QStringLiteral("calendarCorner"));
+    corner->addItems(langText(2923).split(QLatin1Char('|')));
+    calendarForm->addRow(langText(2922), corner);
+    m_binder->choice(corner, AgdCoinBureau, {0, 1, 2, 3});
     layout->addWidget(calendar);
     layout->addStretch();
     return page;
+}
+
+// The countries in the interface language with their codes, by name; the one the settings hold
+// stays offered even when the database has no list (it never lost its choice).
+QList<std::pair<QString, QString>> FrmParam::countriesByName()
+{
+    QList<std::pair<QString, QString>> countries;
+    for (const auto& item : mdb().countryList(interfaceTexts().code()).items) {
+        if (const auto row = mdb().countryByKey(item.keyAuto))
+            countries.append({row->code, item.name});
+    }
+    const QString current = registry().get(AgdPays).toString();
+    if (std::none_of(countries.begin(), countries.end(), [&current](const auto& c) { return c.first == current; }))
+        countries.append({current, current});
+    return countries;
 }
 
 QWidget* FrmParam::generalTab()

@@ -67,6 +67,7 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    static QList<std::pair<QString, QString>> countriesByName();
     void build();
     QWidget* wallpaperTab();
     QWidget* fittingTab();
