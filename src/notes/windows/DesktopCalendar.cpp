@@ -22,11 +22,6 @@ constexpr int Margin = 24;
 constexpr int Padding = 10;
 constexpr int AlarmLines = 5;
 
-QColor settingColour(int number)
-{
-    return NoteRenderer::colour(qint32(registry().get(number).toLongLong()));
-}
-
 int lineHeight(const QFont& font)
 {
     return QFontMetrics(font).height() + 2;
@@ -34,12 +29,7 @@ int lineHeight(const QFont& font)
 
 QFont calendarFont()
 {
-    const ClsRegistry& settings = registry();
-    QFont font(settings.get(SettingNo::AgdFontName).toString());
-    font.setPointSize(settings.get(SettingNo::AgdFontSize).toInt());
-    font.setBold(settings.get(SettingNo::AgdFontBold).toInt() != 0);
-    font.setItalic(settings.get(SettingNo::AgdFontItalic).toInt() != 0);
-    return font;
+    return MonthGrid::fontFromSettings();
 }
 
 } // namespace
@@ -62,9 +52,10 @@ void paint(QPainter& painter, const QRect& area, ClsMdb& db)
     const QDate today = now.date();
     const QLocale locale = AlarmWidgets::interfaceLocale();
     const QFont font = calendarFont();
-    const QColor fore = settingColour(SettingNo::AgdForeColor);
-    const QColor title = settingColour(SettingNo::AgdTitleColor);
-    QColor back = settingColour(SettingNo::AgdBackColor);
+    MonthGrid::Look look = MonthGrid::lookFromSettings();
+    const QColor fore = look.fore;
+    const QColor title = look.title;
+    QColor back = look.back;
     back.setAlpha(settings.get(SettingNo::AgdBackgroundTransp).toInt());
 
     painter.save();
@@ -86,16 +77,7 @@ void paint(QPainter& painter, const QRect& area, ClsMdb& db)
     painter.drawText(headingRect, Qt::AlignCenter, month);
 
     MonthGrid grid;
-    MonthGrid::Look look;
-    look.back = Qt::transparent;
-    look.fore = fore;
-    look.title = title;
-    look.weekend = settingColour(SettingNo::AgdSatSunColor);
-    look.holiday = settingColour(SettingNo::AgdDayFeriesColor);
-    look.today = settingColour(SettingNo::AgdChangeColor);
-    look.dayStart = settings.get(SettingNo::AgdDayStart).toInt();
-    look.locale = locale;
-    look.weekHeader = langText(2906);
+    look.back = Qt::transparent; // the panel is the background
     grid.setFont(font);
     grid.setShowSelection(false);
     grid.setSelectedDate(today);

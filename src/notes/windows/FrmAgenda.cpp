@@ -34,7 +34,6 @@ namespace {
 
 constexpr int TextTitle = 2900;
 constexpr int TextToday = 2901;
-constexpr int TextWeek = 2906;
 constexpr int TextDayNotes = 2907;
 constexpr int TextNoNotes = 2908;
 constexpr int TextGridTip = 2911;
@@ -48,11 +47,6 @@ double pixelsPerTwip()
 {
     const QScreen* screen = QGuiApplication::primaryScreen();
     return (screen ? screen->logicalDotsPerInch() : 96.0) / 1440.0;
-}
-
-QColor settingColour(int number)
-{
-    return NoteRenderer::colour(qint32(registry().get(number).toLongLong()));
 }
 
 QToolButton* navigationButton(const QString& text, int tip, QWidget* parent)
@@ -161,17 +155,7 @@ void FrmAgenda::build()
 void FrmAgenda::applyLook()
 {
     const ClsRegistry& settings = registry();
-    MonthGrid::Look look;
-    look.back = settingColour(SettingNo::AgdBackColor);
-    look.fore = settingColour(SettingNo::AgdForeColor);
-    look.title = settingColour(SettingNo::AgdTitleColor);
-    look.weekend = settingColour(SettingNo::AgdSatSunColor);
-    look.holiday = settingColour(SettingNo::AgdDayFeriesColor);
-    look.today = settingColour(SettingNo::AgdChangeColor);
-    look.pictureStyle = settings.get(SettingNo::AgdWallPaperStyle).toInt();
-    look.dayStart = settings.get(SettingNo::AgdDayStart).toInt();
-    look.locale = AlarmWidgets::interfaceLocale();
-    look.weekHeader = langText(TextWeek);
+    MonthGrid::Look look = MonthGrid::lookFromSettings();
     const QString name = settings.get(SettingNo::AgdWallPaper).toString();
     const QString picture = MediaFolders::findFile(MediaFolders::Folder::BackGround, name);
     if (!name.isEmpty()) {
@@ -180,11 +164,7 @@ void FrmAgenda::applyLook()
         if (look.picture.isNull())
             TAPISOL_TRACE(QStringLiteral("AG Background %1 not shown %2").arg(name, error));
     }
-    QFont font(settings.get(SettingNo::AgdFontName).toString());
-    font.setPointSize(settings.get(SettingNo::AgdFontSize).toInt());
-    font.setBold(settings.get(SettingNo::AgdFontBold).toInt() != 0);
-    font.setItalic(settings.get(SettingNo::AgdFontItalic).toInt() != 0);
-    m_grid->setFont(font);
+    m_grid->setFont(MonthGrid::fontFromSettings());
     m_grid->setLook(look);
     QPalette titles = m_title->palette();
     titles.setColor(QPalette::WindowText, look.title);

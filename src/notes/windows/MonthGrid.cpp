@@ -1,5 +1,10 @@
 #include "MonthGrid.h"
 
+#include "AlarmWidgets.h"
+#include "ClsRegistry.h"
+#include "InterfaceTexts.h"
+#include "NoteRenderer.h"
+
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -18,6 +23,35 @@ QColor withAlpha(QColor colour, int alpha)
 }
 
 } // namespace
+
+MonthGrid::Look MonthGrid::lookFromSettings()
+{
+    const ClsRegistry& settings = registry();
+    const auto colour
+        = [&settings](int number) { return NoteRenderer::colour(qint32(settings.get(number).toLongLong())); };
+    Look look;
+    look.back = colour(SettingNo::AgdBackColor);
+    look.fore = colour(SettingNo::AgdForeColor);
+    look.title = colour(SettingNo::AgdTitleColor);
+    look.weekend = colour(SettingNo::AgdSatSunColor);
+    look.holiday = colour(SettingNo::AgdDayFeriesColor);
+    look.today = colour(SettingNo::AgdChangeColor);
+    look.pictureStyle = settings.get(SettingNo::AgdWallPaperStyle).toInt();
+    look.dayStart = settings.get(SettingNo::AgdDayStart).toInt();
+    look.locale = AlarmWidgets::interfaceLocale();
+    look.weekHeader = langText(2906);
+    return look;
+}
+
+QFont MonthGrid::fontFromSettings()
+{
+    const ClsRegistry& settings = registry();
+    QFont font(settings.get(SettingNo::AgdFontName).toString());
+    font.setPointSize(settings.get(SettingNo::AgdFontSize).toInt());
+    font.setBold(settings.get(SettingNo::AgdFontBold).toInt() != 0);
+    font.setItalic(settings.get(SettingNo::AgdFontItalic).toInt() != 0);
+    return font;
+}
 
 MonthGrid::MonthGrid(QWidget* parent)
     : QWidget(parent)

@@ -31,6 +31,12 @@ public:
 
     explicit MonthGrid(QWidget* parent = nullptr);
 
+    /// The calendar's look from the Agenda settings (colours, first day of the week, language),
+    /// without its background picture.
+    static Look lookFromSettings();
+    /// The calendar's font from the Agenda settings.
+    static QFont fontFromSettings();
+
     void setLook(const Look& look);
     /// What the month holds: the notes' occurrences and the public holidays by day.
     void setContent(const QList<MonthOccurrences::Occurrence>& notes, const QMap<QDate, QString>& holidays);
