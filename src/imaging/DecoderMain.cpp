@@ -1,10 +1,13 @@
 // tapisol-decoder: the helper process that decodes pictures for Tapisol. It reads requests on its
 // standard input and answers on its standard output (DecoderProtocol); decoded pixels go into the
-// memory file whose descriptor it is given. Started and limited (memory, processor time) by
-// ImageDecoder, so that a picture that crashes, hangs or floods a decoder costs only this process.
+// memory file whose descriptor it is given, or, for a thumbnail, into the JPEG file it writes
+// itself. Started and limited (memory, processor time) by ImageDecoder, so that a picture that
+// crashes, hangs or floods a decoder costs only this process.
 //   tapisol-decoder --pixels-fd N --memory-mb M --cpu-seconds S --retire-mb R
 
 #include "DecoderProtocol.h"
+#include "ImageSaving.h"
+#include "ImageScaling.h"
 #include "LibraryCodecs.h"
 #include "PictureDecoding.h"
 #include "PictureFile.h"
@@ -141,29 +144,50 @@ DecoderProtocol::Reply handle(const DecoderProtocol::Request& request, const Opt
     const QString path = QFile::decodeName(request.path);
     PictureFile file;
     std::optional<PictureInfo> info;
-    if (!file.open(path, &reply.error))
+    if (!file.open(path, &reply.error)) {
+        reply.failure = DecoderProtocol::Failure::Open;
         return reply;
+    }
     simulateFaultForTests(path);
+    reply.failure = DecoderProtocol::Failure::Picture;
     if (!(info = PictureDecoding::probe(file, &reply.error)))
         return reply;
     reply.format = info->format;
     reply.pictureSize = info->size;
     if (request.command == DecoderProtocol::Command::Probe) {
+        reply.failure = DecoderProtocol::Failure::None;
         reply.ok = true;
         return reply;
     }
+    const bool thumbnail = request.command == DecoderProtocol::Command::Thumbnail;
+    const QSize target = thumbnail ? ImageScaling::fitInto(info->size, request.target) : request.target;
     QImage image = PictureDecoding::decode(
-        file, *info, request.target, QColor::fromRgb(request.background), &reply.error, &reply.decodedSize);
+        file, *info, target, QColor::fromRgb(request.background), &reply.error, &reply.decodedSize);
     if (image.isNull())
         return reply;
+    if (thumbnail) {
+        // Written here, so that the pixels of a user's picture never enter the calling program.
+        QString cause;
+        if (!ImageSaving::saveJpeg(image, QFile::decodeName(request.output), request.quality, &cause)) {
+            reply.failure = DecoderProtocol::Failure::Write;
+            reply.error = QStringLiteral("the thumbnail cannot be written: %1").arg(cause);
+            return reply;
+        }
+        reply.failure = DecoderProtocol::Failure::None;
+        reply.imageSize = image.size();
+        reply.ok = true;
+        return reply;
+    }
     if (image.bytesPerLine() != qsizetype(image.width()) * 4)
         image = image.copy(); // the receiver expects packed rows
     if (::ftruncate(options.pixelsFd, off_t(image.sizeInBytes())) != 0
         || !writeAll(options.pixelsFd, reinterpret_cast<const char*>(image.constBits()), image.sizeInBytes(), 0)) {
+        reply.failure = DecoderProtocol::Failure::Write;
         reply.error
             = QStringLiteral("cannot hand the pixels over (%1)").arg(QString::fromLocal8Bit(std::strerror(errno)));
         return reply;
     }
+    reply.failure = DecoderProtocol::Failure::None;
     reply.imageSize = image.size();
     reply.ok = true;
     return reply;

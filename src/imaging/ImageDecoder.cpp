@@ -326,6 +326,44 @@ QImage ImageDecoder::decode(const QString& path, QSize targetSize, QColor backgr
     return image;
 }
 
+QSize ImageDecoder::makeThumbnail(const QString& picture, QSize box, const QString& outputPath, int quality,
+    QString* error, ThumbnailFailure* failure)
+{
+    DecoderProtocol::Request request;
+    request.command = DecoderProtocol::Command::Thumbnail;
+    request.path = QFile::encodeName(picture);
+    request.target = box;
+    request.background = QColor(Qt::white).rgb();
+    request.output = QFile::encodeName(outputPath);
+    request.quality = quality;
+    QString cause;
+    ThumbnailFailure why = ThumbnailFailure::Helper;
+    QSize written;
+    const std::optional<DecoderProtocol::Reply> reply = d->call(request, &cause);
+    if (reply && reply->ok && !reply->imageSize.isEmpty()) {
+        written = reply->imageSize;
+        why = ThumbnailFailure::None;
+    } else if (reply) {
+        cause = reply->error;
+        switch (reply->failure) {
+        case DecoderProtocol::Failure::Open:
+            why = ThumbnailFailure::Unreadable;
+            break;
+        case DecoderProtocol::Failure::Write:
+            why = ThumbnailFailure::Unwritable;
+            break;
+        default:
+            why = ThumbnailFailure::Undecodable;
+            break;
+        }
+    }
+    if (written.isEmpty() && error)
+        *error = picture + QStringLiteral(": ") + cause;
+    if (failure)
+        *failure = why;
+    return written;
+}
+
 QImage ImageDecoder::decodeTrusted(const QString& path, QSize targetSize, QColor background, QString* error)
 {
     return PictureDecoding::decodePath(path, targetSize, background, error);

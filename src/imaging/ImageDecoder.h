@@ -59,6 +59,25 @@ public:
     QImage decode(
         const QString& path, QSize targetSize, QColor background, QString* error = nullptr, Details* details = nullptr);
 
+    /// Why a thumbnail was not made: the picture itself (damaged, not a picture) or a passing
+    /// state that must not be taken for damage (the file gone or its disk unplugged, the thumbnail's
+    /// folder read-only or full, the helper stopped).
+    enum class ThumbnailFailure
+    {
+        None,
+        Unreadable,  // the picture could not be opened
+        Undecodable, // the picture was read and is not a picture that can be decoded
+        Unwritable,  // the thumbnail file could not be written; nothing is left of it
+        Helper,      // the helper crashed, timed out or could not be started
+    };
+
+    /// Makes the thumbnail of `picture` in the helper, which decodes it fitted into `box` (its own
+    /// size when it fits; ImageScaling::fitInto) and writes it to `outputPath` as a JPEG of
+    /// `quality` through QSaveFile: the picture's pixels never come into this process. The size
+    /// written, or an empty size with "<path>: <cause>" in `error` and the reason in `failure`.
+    QSize makeThumbnail(const QString& picture, QSize box, const QString& outputPath, int quality = 75,
+        QString* error = nullptr, ThumbnailFailure* failure = nullptr);
+
     /// Same as decode(), in this process, for files the program wrote itself (its own bitmap).
     static QImage decodeTrusted(const QString& path, QSize targetSize, QColor background, QString* error = nullptr);
 

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QImageWriter>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -160,6 +161,24 @@ bool saveBitmap(const QImage& image, const QString& path, QString* error)
         file.cancelWriting();
         return fail(error, path,
             QStringLiteral("cannot write the BMP picture (%1); the previous file is kept").arg(writeCause(file)));
+    }
+    return commit(device, file, error);
+}
+
+bool saveJpeg(const QImage& image, const QString& path, int quality, QString* error)
+{
+    if (image.isNull())
+        return fail(error, path, QStringLiteral("there is no picture to write"));
+    QSaveFile file(path);
+    if (!openForReplace(file, error))
+        return false;
+    WholeWrites device(file);
+    QImageWriter writer(&device, QByteArrayLiteral("jpeg"));
+    writer.setQuality(qBound(0, quality, 100));
+    if (!writer.write(image) || device.failed()) {
+        const QString cause = device.failed() ? writeCause(file) : writer.errorString();
+        file.cancelWriting();
+        return fail(error, path, QStringLiteral("cannot write the JPEG picture (%1)").arg(cause));
     }
     return commit(device, file, error);
 }

@@ -1,5 +1,20 @@
 #include "ImageScaling.h"
 
+namespace {
+
+// numerator / denominator rounded to the nearest integer, a half to the even one, as the
+// thumbnails of the older files were sized; exact where floating point could land on either side.
+qint64 roundHalfEven(qint64 numerator, qint64 denominator)
+{
+    const qint64 quotient = numerator / denominator;
+    const qint64 twice = 2 * (numerator % denominator);
+    if (twice > denominator || (twice == denominator && quotient % 2 != 0))
+        return quotient + 1;
+    return quotient;
+}
+
+} // namespace
+
 namespace ImageScaling {
 
 QImage flatten(QImage image, QColor background)
@@ -36,6 +51,17 @@ QImage scaleExactly(const QImage& image, QSize target)
     if (image.isNull() || image.size() == target)
         return image;
     return image.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+}
+
+QSize fitInto(QSize size, QSize box)
+{
+    if (size.isEmpty() || box.isEmpty() || (size.width() <= box.width() && size.height() <= box.height()))
+        return size;
+    const qint64 width = size.width(), height = size.height();
+    // Relatively wider than the box: the width fills it; otherwise (the same shape too) the height.
+    if (width * box.height() > qint64(box.width()) * height)
+        return QSize(box.width(), int(qMax<qint64>(1, roundHalfEven(box.width() * height, width))));
+    return QSize(int(qMax<qint64>(1, roundHalfEven(box.height() * width, height))), box.height());
 }
 
 } // namespace ImageScaling

@@ -14,4 +14,8 @@ QImage flatten(QImage image, QColor background);
 /// Returns `image` scaled smoothly to exactly `target` (proportions are the caller's choice).
 QImage scaleExactly(const QImage& image, QSize target);
 
+/// The size of a picture of `size` fitted into `box` keeping its proportions, the free side
+/// rounded to the nearest pixel (half to even) and at least 1; `size` itself when it already fits.
+QSize fitInto(QSize size, QSize box);
+
 } // namespace ImageScaling
