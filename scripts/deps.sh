@@ -3,6 +3,7 @@
 #   scripts/deps.sh          build and run
 #   scripts/deps.sh --package  build and the Debian package (scripts/package.sh)
 #   scripts/deps.sh --test   build, run, the package and the whole test suite
+#   scripts/deps.sh --bench  all of --test, and the programs the benchmarks compare with
 # Packages already present are not asked for again, so a second run costs nothing.
 set -euo pipefail
 
@@ -13,8 +14,8 @@ build_packages=(
     libsqlitecpp-dev libsqlite3-dev
     libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
     libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
-    gstreamer1.0-plugins-good gstreamer1.0-plugins-base
-    xdg-utils librsvg2-bin libglib2.0-dev python3-holidays
+    gstreamer1.0-plugins-good gstreamer1.0-plugins-base libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+    xdg-utils librsvg2-bin libglib2.0-dev python3-holidays libblkid-dev zlib1g-dev
 )
 package_packages=(
     debhelper dpkg-dev fakeroot lintian appstream desktop-file-utils
@@ -24,13 +25,20 @@ test_packages=(
     xvfb xauth trayer xfce4-panel xdotool x11-utils x11-xserver-utils imagemagick sqlite3
     dbus dbus-x11 xfconf libglib2.0-bin gsettings-desktop-schemas
     procps psmisc desktop-file-utils libimage-exiftool-perl inotify-tools
-    pulseaudio pulseaudio-utils gstreamer1.0-pulseaudio faketime
+    pulseaudio pulseaudio-utils gstreamer1.0-pulseaudio gstreamer1.0-tools gstreamer1.0-plugins-base-apps faketime
     xserver-xorg-core xserver-xorg-video-dummy libxcb-res0-dev xcompmgr
+    mount dosfstools e2fsprogs exfatprogs exfat-fuse
+    sox
+)
+# The peers the benchmarks under bench/ compare with.
+bench_packages=(
+    libvips-tools libjpeg-turbo-progs time
 )
 
 wanted=("${build_packages[@]}")
 case "${1:-}" in
     --test) wanted+=("${package_packages[@]}" "${test_packages[@]}") ;;
+    --bench) wanted+=("${package_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}") ;;
     --package) wanted+=("${package_packages[@]}") ;;
 esac
 
