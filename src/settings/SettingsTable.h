@@ -74,7 +74,7 @@ struct SettingRow
     }
 };
 
-inline constexpr int kSettingCount = 257;
+inline constexpr int kSettingCount = 260;
 
 namespace SettingRows {
 
@@ -419,6 +419,9 @@ inline constexpr std::array<SettingRow, kSettingCount> kSettings{{
     text(254, Agenda, "Pays", "FR"),
     range(255, Agenda, "CoinBureau", 0, 3, 1),
     boolean(256, Agenda, "SurLeBureau", 0),
+    boolean(257, Parametres, "SourceAlbum", 0),
+    range(258, Parametres, "SourceAlbumKey", 0, kMaxNumber, 0),
+    range(259, Parametres, "SourceAlbumPage", 0, kMaxNumber, 0),
 }};
 // clang-format on
 
@@ -697,5 +700,8 @@ inline constexpr int AssistModAkfForModel = settingNumber(Assistants, "ModAkfFor
 inline constexpr int AssistModPlaySound = settingNumber(Assistants, "ModPlaySound");
 inline constexpr int BackEndFondEcran = settingNumber(Parametres, "BackEndFondEcran");
 inline constexpr int FondEcranVerrouillage = settingNumber(Parametres, "FondEcranVerrouillage");
+inline constexpr int SourceAlbum = settingNumber(Parametres, "SourceAlbum");
+inline constexpr int SourceAlbumKey = settingNumber(Parametres, "SourceAlbumKey");
+inline constexpr int SourceAlbumPage = settingNumber(Parametres, "SourceAlbumPage");
 // clang-format on
 } // namespace SettingNo

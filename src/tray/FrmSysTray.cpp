@@ -14,7 +14,9 @@
 #include "HourChime.h"
 #include "InterfaceTexts.h"
 #include "MediaFolders.h"
+#include "PlayerLaunch.h"
 #include "SoundService.h"
+#include "SourceSpec.h"
 #include "SplashScreen.h"
 #include "Trace.h"
 #include "TrayMenuModel.h"
@@ -152,9 +154,10 @@ void FrmSysTray::load()
     const QVariant savedAuto = registry().rawValue(SettingGroup::Parametres, AutoModeValue);
     const bool autoMode = !savedAuto.isValid() || savedAuto.toInt() != 0; // on for a first start
 
-    const QString folder = registry().get(SettingNo::Repertoire).toString();
-    TAPISOL_TRACE(QStringLiteral("Sy Charge TW OH=") + folder);
-    TAPISOL_TRACE(QStringLiteral("Sy TreeSearch=") + folder);
+    // The source's list itself is built by the wallpaper engine, off this thread.
+    const QString source = SourceSpec::fromSettings(registry()).describe();
+    TAPISOL_TRACE(QStringLiteral("Sy Charge TW OH=") + source);
+    TAPISOL_TRACE(QStringLiteral("Sy TreeSearch=") + source);
 
     turnTimer(autoMode);
     TAPISOL_TRACE(QStringLiteral("SY Rec Created"));
@@ -188,12 +191,25 @@ void FrmSysTray::installCommands()
         if (m_schedule.isOn())
             m_schedule.restart(appClock().now(), intervalMinutes());
     });
-    m_dispatcher.setAction(4, [this] {
-        QStringList arguments;
-        if (appState().trace)
-            arguments << QStringLiteral("/trace");
-        arguments << QStringLiteral("/tpdiaporama");
-        startCompanion(AppPaths::programDir() + QStringLiteral("defilor"), arguments);
+    // Quick access: the project, or back to the folder or album it stands in for.
+    m_dispatcher.setAction(3, [this] {
+        m_busy = true;
+        m_parts.wallpaper->switchQuickSource();
+        m_busy = false;
+    });
+    // The engine wrote the source (command 3, or an album chosen in the album window): the
+    // countdown starts again with the new source, and what shows the source follows.
+    m_parts.wallpaper->setOnSourceSwitched([this](const QHash<int, QVariant>& values) {
+        if (m_settings)
+            m_settings->sourceSwitched(values);
+        if (m_schedule.isOn())
+            m_schedule.restart(appClock().now(), intervalMinutes());
+        refreshMenu();
+    });
+    m_dispatcher.setAction(4, [] {
+        QString error;
+        if (!PlayerLaunch::playFromTray(appState().trace, &error))
+            TAPISOL_TRACE(QStringLiteral("SY ") + error);
     });
     m_dispatcher.setAction(9, [] {
         SoundService& sounds = SoundService::instance();
@@ -427,8 +443,10 @@ QList<TrayMenuEntry> FrmSysTray::currentMenuEntries() const
 {
     TrayMenuState state;
     state.autoMode = m_schedule.isOn();
-    state.projectDefined = registry().get(SettingNo::SourceProjetKey).toInt() != 0;
-    state.sourceIsProject = registry().get(SettingNo::SourceProjet).toInt() != 0;
+    const WallpaperEngine::QuickSource quick = m_parts.wallpaper->quickSource();
+    state.projectDefined = quick.projectDefined;
+    state.sourceIsProject = quick.sourceIsProject;
+    state.defaultIsAlbum = quick.defaultIsAlbum;
     state.agendaOnDesktop = registry().get(SettingNo::AgdSurLeBureau).toInt() != 0;
     state.quietAll = SoundService::instance().quietAll();
     return buildTrayMenu(state, [](int number) { return registry().get(number).toInt(); });
@@ -455,7 +473,7 @@ void FrmSysTray::refreshMenu()
         action->setObjectName(entry.key);
         action->setCheckable(entry.checkable);
         action->setChecked(entry.checked);
-        action->setEnabled(!m_busy);
+        action->setEnabled(!m_busy && entry.enabled);
     }
 }
 

@@ -34,7 +34,17 @@ int quickCaption(const TrayMenuState& state)
 {
     if (!state.projectDefined)
         return 370;
-    return state.sourceIsProject ? 383 : 375;
+    if (!state.sourceIsProject)
+        return 375;
+    return state.defaultIsAlbum ? 2974 : 383;
+}
+
+// Without a project there is nothing to switch to.
+TrayMenuEntry quickEntry(const TrayMenuState& state)
+{
+    TrayMenuEntry entry = item("Quick", quickCaption(state), 3);
+    entry.enabled = state.projectDefined;
+    return entry;
 }
 
 } // namespace
@@ -60,7 +70,7 @@ QList<TrayMenuEntry> buildTrayMenu(const TrayMenuState& state, const SettingRead
         withHotkey(item("Param", 363, 0), HKParamMod, HKParamCode),
         withHotkey(autoEntry, HKAutoMod, HKAutoCode),
         withHotkey(item("Next", 369, 2), HKNextWallMod, HKNextWallCode),
-        withHotkey(item("Quick", quickCaption(state), 3), HKQuickMod, HKQuickCode),
+        withHotkey(quickEntry(state), HKQuickMod, HKQuickCode),
         separator(),
         withHotkey(item("Diaporama", 532, 4), HKDiapoMod, HKDiapoCode),
         withHotkey(item("Assist", 2026, 5), HKDiapoAssMod, HKDiapoAssCode),
@@ -68,6 +78,8 @@ QList<TrayMenuEntry> buildTrayMenu(const TrayMenuState& state, const SettingRead
         withHotkey(item("Agenda", 371, 6), HKAgdMod, HKAgdCode),
         withHotkey(check(434, 7, state.agendaOnDesktop), HKAgdBackMod, HKAgdBackCode),
         withHotkey(item("Notes", 422, 8), HKNotesMod, HKNotesCode),
+        // The album hot-key pair is kept and edited, but not grabbed: the item shows no key.
+        item("Albums", 3000, 10),
         separator(),
         help,
         item("", 372, 12),

@@ -15,6 +15,7 @@ struct TrayMenuEntry
     int command = -1;      // command run by the dispatcher; -1 for a separator
     bool checkable = false;
     bool checked = false;
+    bool enabled = true;
     QString shortcutText;    // shown after a tab: the hot key, or "F1" for help
     int hotkeyModifiers = 0; // the same key as stored, for menus that show shortcuts themselves
     int hotkeyCode = 0;
@@ -29,6 +30,7 @@ struct TrayMenuState
     bool sourceIsProject = false;
     bool agendaOnDesktop = false;
     bool quietAll = false;
+    bool defaultIsAlbum = false; // the base the quick access returns to is an album or a page
 };
 
 /// Reads a numbered setting as an integer (the hot-key pairs).

@@ -10,10 +10,12 @@
 #include "SettingBinder.h"
 #include "SettingsSession.h"
 #include "SoundService.h"
+#include "SourceCatalog.h"
 #include "WallpaperPreview.h"
 #include "WallpaperRenderer.h"
 #include "WindowPositions.h"
 
+#include <QButtonGroup>
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
@@ -38,9 +40,12 @@
 #include <QRadioButton>
 #include <QShortcut>
 #include <QSpinBox>
+#include <QStackedWidget>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTableWidget>
+#include <QTreeWidget>
+#include <QTreeWidgetItemIterator>
 #include <QUrl>
 #include <QVBoxLayout>
 
@@ -287,7 +292,10 @@ QWidget* FrmParam::wallpaperTab()
     auto* layout = new QVBoxLayout(page);
 
     auto* source = new QGroupBox(langText(2513));
-    auto* sourceForm = new QFormLayout(source);
+    auto* sourceLayout = new QVBoxLayout(source);
+    auto* folderPage = new QWidget;
+    auto* sourceForm = new QFormLayout(folderPage);
+    sourceForm->setContentsMargins(0, 0, 0, 0);
     auto* folder = withTip(new QLineEdit, 2516);
     folder->setObjectName(QStringLiteral("folder"));
     folder->setPlaceholderText(langText(2519));
@@ -303,6 +311,7 @@ QWidget* FrmParam::wallpaperTab()
     sourceForm->addRow(QString(), subFolders);
     m_binder->text(folder, Repertoire, folderWhy);
     m_binder->check(subFolders, SousRepertoire);
+    buildSourceChoice(sourceLayout, folderPage);
     layout->addWidget(source);
 
     auto* change = new QGroupBox(langText(2520));
@@ -756,6 +765,156 @@ QWidget* FrmParam::generalTab()
     form->addRow(langText(2599), doubleClick);
     m_binder->choice(doubleClick, MenuOptionDefaut, values);
     return page;
+}
+
+// The source: a folder, an album or a page, or a project. Each kind has its page under the three
+// buttons; choosing a kind keeps what each other kind had chosen, so that switching back finds it.
+void FrmParam::buildSourceChoice(QVBoxLayout* layout, QWidget* folderPage)
+{
+    auto* kinds = new QHBoxLayout;
+    kinds->addWidget(new QLabel(langText(2960)));
+    auto* group = new QButtonGroup(layout);
+    const std::pair<int, int> captions[] = {{2961, 2964}, {2962, 2965}, {2963, 2966}};
+    for (int kind = 0; kind < 3; ++kind) {
+        auto* button = withTip(new QRadioButton(langText(captions[kind].first)), captions[kind].second);
+        button->setObjectName(QStringLiteral("sourceKind%1").arg(kind));
+        group->addButton(button, kind);
+        kinds->addWidget(button);
+    }
+    kinds->addStretch();
+    layout->addLayout(kinds);
+    auto* pages = new QStackedWidget;
+    pages->addWidget(folderPage);
+
+    // Albums with their pages, indented as they nest.
+    auto* albumPage = new QWidget;
+    auto* albumLayout = new QVBoxLayout(albumPage);
+    albumLayout->setContentsMargins(0, 0, 0, 0);
+    auto* albums = withTip(new QTreeWidget, 2965);
+    albums->setObjectName(QStringLiteral("albumSource"));
+    albums->setHeaderLabels({langText(2967)});
+    albums->setRootIsDecorated(true);
+    QList<QTreeWidgetItem*> parents;
+    for (const SourceChoice& choice : SourceCatalog::albumsAndPages(mdb())) {
+        auto* item = new QTreeWidgetItem({choice.name.isEmpty() ? langText(2975) : choice.name});
+        item->setData(0, Qt::UserRole, choice.album);
+        item->setData(0, Qt::UserRole + 1, choice.page);
+        parents.resize(choice.depth);
+        if (parents.isEmpty())
+            albums->addTopLevelItem(item);
+        else
+            parents.last()->addChild(item);
+        parents.append(item);
+    }
+    albums->expandAll();
+    auto* albumWhy = reasonLabel();
+    albumLayout->addWidget(albums);
+    albumLayout->addWidget(albumWhy);
+    if (albums->topLevelItemCount() == 0) {
+        albums->hide();
+        albumLayout->addWidget(new QLabel(langText(2970)));
+    }
+    pages->addWidget(albumPage);
+
+    // Projects, a password shown as "**".
+    auto* projectPage = new QWidget;
+    auto* projectLayout = new QVBoxLayout(projectPage);
+    projectLayout->setContentsMargins(0, 0, 0, 0);
+    auto* projects = withTip(new QTreeWidget, 2966);
+    projects->setObjectName(QStringLiteral("projectSource"));
+    projects->setHeaderLabels({langText(2968), langText(2969)});
+    projects->setRootIsDecorated(false);
+    for (const SourceChoice& choice : SourceCatalog::projects(mdb())) {
+        auto* item = new QTreeWidgetItem({choice.name.isEmpty() ? langText(2975) : choice.name, choice.password});
+        item->setData(0, Qt::UserRole, choice.project);
+        projects->addTopLevelItem(item);
+    }
+    projects->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    projects->header()->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    auto* projectWhy = reasonLabel();
+    projectLayout->addWidget(projects);
+    projectLayout->addWidget(projectWhy);
+    if (projects->topLevelItemCount() == 0) {
+        projects->hide();
+        projectLayout->addWidget(new QLabel(langText(2971)));
+    }
+    pages->addWidget(projectPage);
+    for (QTreeWidget* tree : {albums, projects})
+        tree->setMaximumHeight(160);
+    layout->addWidget(pages);
+
+    m_binder->custom([this, group, pages] {
+        const int kind = m_session->value(SourceProjet).toInt() != 0 ? 2
+            : m_session->value(SourceAlbum).toInt() != 0             ? 1
+                                                                     : 0;
+        group->button(kind)->setChecked(true);
+        pages->setCurrentIndex(kind);
+    });
+    // Clicked, not toggled: showing the session's values checks a button too, and is no choice.
+    connect(group, &QButtonGroup::idClicked, this, [this, pages, albums, projects](int kind) {
+        pages->setCurrentIndex(kind);
+        if (kind == 2) {
+            m_binder->edit(SourceProjet, -1);
+            // A first choice of the kind takes its first item rather than nothing.
+            if (m_session->value(SourceProjetKey).toLongLong() == 0 && projects->topLevelItemCount() > 0)
+                projects->setCurrentItem(projects->topLevelItem(0));
+            return;
+        }
+        m_binder->edit(SourceProjet, 0);
+        m_binder->edit(SourceAlbum, kind == 1 ? -1 : 0);
+        if (kind == 1 && m_session->value(SourceAlbumKey).toLongLong() == 0 && albums->topLevelItemCount() > 0)
+            albums->setCurrentItem(albums->topLevelItem(0));
+    });
+
+    m_binder->custom([this, albums, albumWhy] {
+        const qint64 album = m_session->value(SourceAlbumKey).toLongLong();
+        const qint64 page = m_session->value(SourceAlbumPage).toLongLong();
+        QTreeWidgetItem* chosen = nullptr;
+        for (QTreeWidgetItemIterator it(albums); *it && !chosen; ++it) {
+            if ((*it)->data(0, Qt::UserRole).toLongLong() == album
+                && (*it)->data(0, Qt::UserRole + 1).toLongLong() == page)
+                chosen = *it;
+        }
+        albums->setCurrentItem(chosen);
+        albumWhy->setText(langText(2972).arg(album).arg(page));
+        albumWhy->setVisible(!chosen && album != 0);
+    });
+    connect(albums, &QTreeWidget::currentItemChanged, this, [this, albumWhy](QTreeWidgetItem* item) {
+        if (!item)
+            return;
+        m_binder->edit(SourceAlbumKey, item->data(0, Qt::UserRole));
+        m_binder->edit(SourceAlbumPage, item->data(0, Qt::UserRole + 1));
+        albumWhy->hide();
+    });
+
+    m_binder->custom([this, projects, projectWhy] {
+        const qint64 project = m_session->value(SourceProjetKey).toLongLong();
+        QTreeWidgetItem* chosen = nullptr;
+        for (int i = 0; i < projects->topLevelItemCount() && !chosen; ++i) {
+            if (projects->topLevelItem(i)->data(0, Qt::UserRole).toLongLong() == project)
+                chosen = projects->topLevelItem(i);
+        }
+        projects->setCurrentItem(chosen);
+        projectWhy->setText(langText(2973).arg(project));
+        projectWhy->setVisible(!chosen && project != 0);
+    });
+    connect(projects, &QTreeWidget::currentItemChanged, this, [this, projectWhy](QTreeWidgetItem* item) {
+        if (!item)
+            return;
+        m_binder->edit(SourceProjetKey, item->data(0, Qt::UserRole));
+        projectWhy->hide();
+    });
+}
+
+void FrmParam::sourceSwitched(const QHash<int, QVariant>& values)
+{
+    if (!m_session)
+        return;
+    // What the dialog previews for these settings gives way to what was just written, so that
+    // the program and the dialog agree on the source.
+    for (auto it = values.cbegin(); it != values.cend(); ++it)
+        m_session->edit(it.key(), it.value());
+    m_binder->reload();
 }
 
 // --- behaviour --------------------------------------------------------------------------------

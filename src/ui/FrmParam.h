@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QDialog>
+#include <QHash>
 #include <QImage>
 #include <QPointer>
+#include <QVariant>
 
 #include <functional>
 #include <memory>
@@ -57,6 +59,10 @@ public:
     /// Builds every text again, in the interface language now loaded.
     void retranslate();
 
+    /// The program wrote the source settings (quick access, the album window): the dialog shows
+    /// and previews these values, in place of its own unsaved choice of them.
+    void sourceSwitched(const QHash<int, QVariant>& values);
+
     /// The names of the tabs, for tests and help.
     QTabWidget* tabs() const { return m_tabs; }
 
@@ -70,6 +76,7 @@ private:
     static QList<std::pair<QString, QString>> countriesByName();
     void build();
     QWidget* wallpaperTab();
+    void buildSourceChoice(class QVBoxLayout* layout, QWidget* folderPage);
     QWidget* fittingTab();
     QWidget* previewTab();
     QWidget* soundsTab();

@@ -114,3 +114,8 @@ void SettingBinder::colour(QAbstractButton* button, int number)
     });
     bind(paint);
 }
+
+void SettingBinder::custom(std::function<void()> show)
+{
+    bind(std::move(show));
+}

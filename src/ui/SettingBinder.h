@@ -35,6 +35,11 @@ public:
     void text(QLineEdit* edit, int number, QLabel* why);
     /// A colour button: its face shows the colour; a click opens the colour chooser.
     void colour(QAbstractButton* button, int number);
+    /// A control of the dialog's own making: `show` sets it from the session now and at each
+    /// reload(); its changes go through edit().
+    void custom(std::function<void()> show);
+    /// An edit from a custom control; none while the binder itself is showing values.
+    void edit(int number, const QVariant& value) { take(number, value, nullptr); }
 
     void reload();
 

@@ -6,9 +6,31 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
-MdbShownPictures::MdbShownPictures(ClsMdb& db)
+MdbShownPictures::MdbShownPictures(ClsMdb& db, bool diaporama)
     : m_db(db)
+    , m_diaporama(diaporama)
 { }
+
+// The statement's text with the table's name in place of "%T" (a name of ours, never data).
+std::string MdbShownPictures::sql(const char* text) const
+{
+    std::string statement = text;
+    statement.replace(statement.find("%T"), 2, table());
+    return statement;
+}
+
+// `TableImageDiap` is made by the first project source, not with the file.
+bool MdbShownPictures::ensureTable()
+{
+    if (m_tableChecked)
+        return true;
+    if (!m_db.isOpen())
+        return false;
+    if (!m_db.TableExist(QLatin1String(table())) && !m_db.createTableImage(m_diaporama))
+        return false;
+    m_tableChecked = true;
+    return true;
+}
 
 QSet<QString>& MdbShownPictures::names()
 {
@@ -16,11 +38,13 @@ QSet<QString>& MdbShownPictures::names()
         return *m_names;
     m_names.emplace();
     try {
-        MdbQuery query = m_db.query("SELECT Nom FROM TableImage");
+        if (!ensureTable())
+            return *m_names;
+        MdbQuery query = m_db.query(sql("SELECT Nom FROM %T"));
         while (query->executeStep())
             m_names->insert(Jet::textOf(query->getColumn(0)));
     } catch (const std::exception& e) {
-        TAPISOL_TRACE(QStringLiteral("SY TableImage lecture, Err ") + QString::fromUtf8(e.what()));
+        TAPISOL_TRACE(QStringLiteral("SY %1 lecture, Err ").arg(QLatin1String(table())) + QString::fromUtf8(e.what()));
     }
     return *m_names;
 }
@@ -33,8 +57,10 @@ bool MdbShownPictures::contains(const QString& name)
 bool MdbShownPictures::add(const QString& name)
 {
     try {
+        if (!ensureTable())
+            throw std::runtime_error("table absente");
         // A name already there (the round was left half-way by an older version) is fine.
-        MdbQuery query = m_db.query("INSERT OR IGNORE INTO TableImage (Nom) VALUES (?)");
+        MdbQuery query = m_db.query(sql("INSERT OR IGNORE INTO %T (Nom) VALUES (?)"));
         Jet::bindText(*query, 1, name);
         query->exec();
         names().insert(name);
@@ -42,15 +68,16 @@ bool MdbShownPictures::add(const QString& name)
         return true;
     } catch (const std::exception& e) {
         // A path longer than the column holds cannot be kept: it may come again this round.
-        TAPISOL_TRACE(
-            QStringLiteral("SY TableImage ajout ") + name + QStringLiteral(", Err ") + QString::fromUtf8(e.what()));
+        TAPISOL_TRACE(QStringLiteral("SY %1 ajout ").arg(QLatin1String(table())) + name + QStringLiteral(", Err ")
+            + QString::fromUtf8(e.what()));
         return false;
     }
 }
 
 void MdbShownPictures::clear()
 {
-    m_db.createTableImage(false);
+    m_db.createTableImage(m_diaporama);
+    m_tableChecked = false;
     m_names.emplace();
     ++m_revision;
 }
@@ -64,15 +91,18 @@ bool MdbShownPictures::adoptNames(QSet<QString> names, quint64 at)
     return true;
 }
 
-std::optional<QSet<QString>> MdbShownPictures::readNames(const QString& path, QString* error)
+std::optional<QSet<QString>> MdbShownPictures::readNames(const QString& path, QString* error, const char* table)
 {
     try {
         SQLite::Database db(path.toStdString(), SQLite::OPEN_READONLY);
-        SQLite::Statement count(db, "SELECT count(*) FROM TableImage");
+        if (!db.tableExists(table))
+            return QSet<QString>();
+        const std::string from = std::string(" FROM ") + table;
+        SQLite::Statement count(db, "SELECT count(*)" + from);
         QSet<QString> names;
         if (count.executeStep())
             names.reserve(count.getColumn(0).getInt());
-        SQLite::Statement query(db, "SELECT Nom FROM TableImage");
+        SQLite::Statement query(db, "SELECT Nom" + from);
         while (query.executeStep())
             names.insert(Jet::textOf(query.getColumn(0)));
         return names;

@@ -71,7 +71,8 @@ std::optional<int> NextPictureSelector::nextRandom(const CandidateList& list)
     int steps = 0;
     int restarts = 0;
     while (true) {
-        const bool rejected = !list.isPicture(position) || position == last || isShown(list, position);
+        const bool rejected
+            = !list.isPicture(position) || position == last || isShown(list, position) || !list.isAvailable(position);
         if (!rejected)
             break;
         --position;
@@ -117,7 +118,8 @@ std::optional<int> NextPictureSelector::nextInOrder(const CandidateList& list, b
         position = candidate;
         if (++steps > count)
             return std::nullopt;
-        if (position >= 1 && position <= count && list.isPicture(position))
+        if (position >= 1 && position <= count && list.isPicture(position)
+            && (position == start || list.isAvailable(position)))
             break;
     }
     if (position == start)

@@ -21,6 +21,14 @@ public:
     virtual bool isPicture(int position) const = 0;
     /// Changes whenever the entries change, so that what was learnt about them can be kept.
     virtual quint64 generation() const { return 0; }
+    /// Whether the picture at a position can be shown now. One that cannot (its disk unplugged,
+    /// its file gone) is stepped over like a folder's entry and not recorded as shown, so it comes
+    /// back in this round once it is there again. Asked only of a picture about to be chosen.
+    virtual bool isAvailable(int position) const
+    {
+        Q_UNUSED(position);
+        return true;
+    }
 };
 
 // The pictures shown since the current round began (kept in the database so a round goes on

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QHash>
 #include <QString>
+#include <QVariant>
 
 #include <functional>
 
@@ -33,8 +35,27 @@ public:
     virtual QString backendName() const { return {}; }
     virtual bool lockScreenKept() const { return false; }
 
+    /// What the quick access (command 3) offers: a project to switch to, and which base is on now.
+    struct QuickSource
+    {
+        bool projectDefined = false;  // `SourceProjetKey` names a project that exists
+        bool sourceIsProject = false; // the project is the source now
+        bool defaultIsAlbum = false;  // the other base is an album or a page rather than a folder
+    };
+    virtual QuickSource quickSource() const { return {}; }
+    /// Command 3: the source becomes the other base (the project, or the folder or album it
+    /// stands in for), written to the settings, and a picture of it is shown as soon as its list
+    /// is ready. False, with nothing changed, when no project is defined.
+    virtual bool switchQuickSource() { return false; }
+
     /// Called after each wallpaper that reached the desktop.
     void setOnChanged(std::function<void()> onChanged) { m_onChanged = std::move(onChanged); }
+
+    /// Called when the engine itself wrote the source settings (command 3, an album chosen in the
+    /// album window), with the values written, before the first picture of the new source is
+    /// picked: the tray restarts its countdown, the menu and an open settings dialog follow.
+    using SourceSwitched = std::function<void(const QHash<int, QVariant>& values)>;
+    void setOnSourceSwitched(SourceSwitched onSourceSwitched) { m_onSourceSwitched = std::move(onSourceSwitched); }
 
 protected:
     void changed() const
@@ -42,9 +63,15 @@ protected:
         if (m_onChanged)
             m_onChanged();
     }
+    void sourceSwitched(const QHash<int, QVariant>& values) const
+    {
+        if (m_onSourceSwitched)
+            m_onSourceSwitched(values);
+    }
 
 private:
     std::function<void()> m_onChanged;
+    SourceSwitched m_onSourceSwitched;
 };
 
 class NoWallpaperEngine : public WallpaperEngine

@@ -34,25 +34,46 @@ void PictureSource::setExtensions(const QStringList& extensions)
     if (extensions == m_request.extensions)
         return;
     m_request.extensions = extensions;
-    if (m_requested)
+    if (m_requested && !m_spec.isDatabase())
         startScan();
 }
 
 bool PictureSource::setFolder(const QString& folder, bool includeSubfolders)
 {
-    const QString clean = FolderScanner::cleanFolder(folder);
-    if (m_requested && clean == m_request.folder && includeSubfolders == m_request.includeSubfolders)
+    return setSource(SourceSpec::ofFolder(folder, includeSubfolders));
+}
+
+bool PictureSource::setSource(const SourceSpec& spec)
+{
+    if (m_requested && spec == m_spec)
         return false;
-    m_request.folder = clean;
-    m_request.includeSubfolders = includeSubfolders;
+    m_spec = spec;
+    m_request.folder = spec.folder;
+    m_request.includeSubfolders = spec.includeSubfolders;
     startScan();
     return true;
 }
 
 bool PictureSource::applySettings(const ClsRegistryBase& settings)
 {
-    return setFolder(
-        settings.get(SettingNo::Repertoire).toString(), settings.get(SettingNo::SousRepertoire).toInt() != 0);
+    return setSource(SourceSpec::fromSettings(settings));
+}
+
+void PictureSource::setDatabase(const QString& path, std::function<quint64()> changeStamp)
+{
+    m_databasePath = path;
+    m_changeStamp = std::move(changeStamp);
+}
+
+quint64 PictureSource::changeStamp() const
+{
+    return m_changeStamp ? m_changeStamp() : 0;
+}
+
+void PictureSource::acknowledgeOwnWrite(quint64 before, quint64 after)
+{
+    if (m_readStamp != 0 && m_readStamp == before)
+        m_readStamp = after;
 }
 
 void PictureSource::rescan()
@@ -64,7 +85,11 @@ bool PictureSource::refreshIfChanged()
 {
     if (m_scanning)
         return true;
-    if (!m_requested || !FolderScanner::changedSince(m_last))
+    if (!m_requested)
+        return false;
+    const bool changed
+        = m_spec.isDatabase() ? m_readStamp == 0 || changeStamp() != m_readStamp : FolderScanner::changedSince(m_last);
+    if (!changed)
         return false;
     startScan();
     return true;
@@ -77,28 +102,81 @@ void PictureSource::startScan()
     m_requested = true;
     m_scanning = true;
     const quint64 generation = ++m_generation;
-    auto* watcher = new QFutureWatcher<ScanResult>(this);
+    auto* watcher = new QFutureWatcher<Job>(this);
     connect(
         watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation] { finishScan(watcher, generation); });
+    Job job;
+    job.spec = m_spec;
+    // Taken before the reading starts: a change committed meanwhile calls for one more reading,
+    // never for none.
+    job.stamp = m_spec.isDatabase() ? changeStamp() : 0;
     // The job owns copies of everything it reads, so it may outlive a superseded watcher.
-    watcher->setFuture(QtConcurrent::run(&m_pool, [request = m_request, stop = m_stop.get_token()] {
-        ScanResult result = FolderScanner::scan(request, stop);
-        // A large scan leaves megabytes of freed temporaries in the worker's heap: give them back.
-        malloc_trim(0);
-        return result;
-    }));
+    watcher->setFuture(QtConcurrent::run(&m_pool,
+        [job = std::move(job), request = m_request, database = m_databasePath, stop = m_stop.get_token()]() mutable {
+            if (!job.spec.isDatabase()) {
+                job.scan = FolderScanner::scan(request, stop);
+            } else if (database.isEmpty()) {
+                job.reading.error = QStringLiteral("pas de base de données");
+            } else {
+                job.reading = DatabaseSource::read(database, job.spec);
+            }
+            // A large scan leaves megabytes of freed temporaries in the worker's heap: give them back.
+            malloc_trim(0);
+            return job;
+        }));
 }
 
-void PictureSource::finishScan(QFutureWatcher<ScanResult>* watcher, quint64 generation)
+void PictureSource::finishScan(QFutureWatcher<Job>* watcher, quint64 generation)
 {
     watcher->deleteLater();
     if (generation != m_generation)
         return; // superseded: a newer scan is running or has already been installed
     m_scanning = false;
-    ScanResult result = watcher->result();
-    if (result.cancelled)
+    Job job = watcher->result();
+    if (job.spec.isDatabase()) {
+        installReading(job);
         return;
-    m_last = std::move(result);
+    }
+    if (job.scan.cancelled)
+        return;
+    m_last = std::move(job.scan);
+    m_lastSpec = job.spec;
+    m_volumes.clear();
+    m_contentHash = 0;
+    m_readStamp = 0;
     TAPISOL_TRACE(FolderScanner::traceLine(m_last));
+    emit listReady();
+}
+
+void PictureSource::installReading(Job& job)
+{
+    TAPISOL_TRACE(DatabaseSource::traceLine(job.spec, job.reading));
+    const bool sameSource = job.spec == m_lastSpec;
+    if (!job.reading.error.isEmpty()) {
+        m_readStamp = 0; // read again before the next change
+        if (sameSource) {
+            emit listConfirmed(); // a busy file says nothing about the album: its list stays
+            return;
+        }
+        // Another source was asked for and its pictures are not known: none of the old one's
+        // are offered in its name.
+        job.reading = DatabaseSource::Result();
+    } else {
+        m_readStamp = job.stamp;
+    }
+    if (sameSource && job.reading.error.isEmpty() && job.reading.contentHash == m_contentHash
+        && job.reading.list.count() == m_last.list.count()) {
+        m_volumes = job.reading.volumes;
+        emit listConfirmed();
+        return;
+    }
+    m_last = ScanResult();
+    m_last.list = job.reading.list;
+    m_last.counts.pictures = job.reading.pictures;
+    m_last.counts.folders = job.reading.list.folderCount();
+    m_last.elapsedMs = job.reading.elapsedMs;
+    m_lastSpec = job.spec;
+    m_volumes = job.reading.volumes;
+    m_contentHash = job.reading.contentHash;
     emit listReady();
 }

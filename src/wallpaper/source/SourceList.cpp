@@ -12,6 +12,7 @@ struct SourceListData
         quint32 nameOffset = 0; // pictures: where the name starts in `names`
         quint16 nameLength = 0;
         SourceList::Kind kind = SourceList::Kind::Picture;
+        bool fullPath = false; // the name is the whole key (a picture of an album or a project)
     };
     static_assert(sizeof(Row) == 12);
 
@@ -20,12 +21,16 @@ struct SourceListData
     QList<int> folderRows;  // 0-based row of each folder's entry
     QString names;
     QHash<QString, int> folderNumbers; // path -> folder number, for indexOf()
+    QHash<QString, int> pathRows;      // full-path pictures: path -> first row, for indexOf()
+    QHash<int, quint32> volumes;       // row -> volume serial, for the pictures that have one
     int pictures = 0;
 
     QStringView name(const Row& row) const { return QStringView(names).mid(row.nameOffset, row.nameLength); }
 
     QString key(const Row& row) const
     {
+        if (row.fullPath)
+            return name(row).toString();
         if (row.kind != SourceList::Kind::Picture)
             return folders.at(row.folder);
         const QString& folder = folders.at(row.folder);
@@ -67,11 +72,20 @@ void SourceList::Builder::addPicture(QLatin1StringView name)
     appendPicture(name.size(), [&](QString& names) { names += name; });
 }
 
-template <typename Append> void SourceList::Builder::appendPicture(qsizetype length, Append append)
+void SourceList::Builder::addPicturePath(QStringView path, quint32 volumeSerial)
+{
+    if (!appendPicture(path.size(), [&](QString& names) { names += path; }))
+        return;
+    m_data->rows.last().fullPath = true;
+    if (volumeSerial != 0)
+        m_data->volumes.insert(int(m_data->rows.size() - 1), volumeSerial);
+}
+
+template <typename Append> bool SourceList::Builder::appendPicture(qsizetype length, Append append)
 {
     ensureData();
     if (m_data->folders.isEmpty() || length == 0 || length > 0xFFFF)
-        return; // a picture always belongs to a folder; names are at most 255 bytes on Linux anyway
+        return false; // a picture always belongs to a folder; names are at most 255 bytes on Linux anyway
     SourceListData::Row row;
     row.folder = quint32(m_data->folders.size() - 1);
     row.nameOffset = quint32(m_data->names.size());
@@ -83,6 +97,7 @@ template <typename Append> void SourceList::Builder::appendPicture(qsizetype len
     append(names);
     m_data->rows.append(row);
     ++m_data->pictures;
+    return true;
 }
 
 SourceList SourceList::Builder::finish()
@@ -94,6 +109,15 @@ SourceList SourceList::Builder::finish()
     data->folderNumbers.reserve(data->folders.size());
     for (int i = 0; i < data->folders.size(); ++i)
         data->folderNumbers.insert(data->folders.at(i), i);
+    for (int i = 0; i < data->rows.size(); ++i) {
+        const SourceListData::Row& row = data->rows.at(i);
+        // A picture on two pages is found at its first place.
+        if (!row.fullPath)
+            continue;
+        QString path = data->name(row).toString();
+        if (!data->pathRows.contains(path))
+            data->pathRows.insert(std::move(path), i);
+    }
     return SourceList(std::move(data));
 }
 
@@ -143,6 +167,8 @@ int SourceList::indexOf(const QString& key) const
     const auto folder = d->folderNumbers.constFind(key);
     if (folder != d->folderNumbers.cend())
         return d->folderRows.at(*folder) + 1;
+    if (!d->pathRows.isEmpty())
+        return d->pathRows.value(key, -1) + 1;
     const qsizetype slash = key.lastIndexOf(QLatin1Char('/'));
     if (slash < 0 || slash == key.size() - 1)
         return 0;
@@ -160,6 +186,11 @@ int SourceList::indexOf(const QString& key) const
             return row + 1;
     }
     return 0;
+}
+
+quint32 SourceList::volumeSerial(int position) const
+{
+    return d->volumes.value(position - 1, 0);
 }
 
 int SourceList::pictureCount() const
@@ -191,5 +222,7 @@ qsizetype SourceList::memoryBytes() const
         bytes += qsizetype(sizeof(QArrayData)) + folder.capacity() * qsizetype(sizeof(QChar));
     // QHash: a span entry and a node (key and value) per folder, roughly.
     bytes += d->folderNumbers.size() * qsizetype(sizeof(QString) + sizeof(int) + 2);
+    bytes += d->pathRows.size() * qsizetype(sizeof(QString) + sizeof(int) + 2);
+    bytes += d->volumes.size() * qsizetype(sizeof(int) + sizeof(quint32) + 2);
     return bytes;
 }

@@ -22,15 +22,17 @@ struct SourceEntry
 };
 
 namespace SourceMarker {
-/// The source's own folder, always entry 1 of a non-empty list.
+/// The source's own folder (or album, or project), always entry 1 of a non-empty list.
 inline const QString Root = QStringLiteral("R");
-/// A sub-folder (only when sub-folders are included).
+/// A sub-folder (only when sub-folders are included), or a page of an album.
 inline const QString Folder = QStringLiteral("D");
 } // namespace SourceMarker
 
-// The ordered entries of one folder source, addressed by 1-based positions as the selection walks
-// them. The order is depth first: a folder's entry, then its pictures, then each of its
-// sub-folders in turn with their own pictures and sub-folders.
+// The ordered entries of one source, addressed by 1-based positions as the selection walks them.
+// The order is depth first: a folder's entry, then its pictures, then each of its sub-folders in
+// turn with their own pictures and sub-folders. An album has the same shape with pages for
+// folders; its pictures lie anywhere, so they are kept by their full path, each with the serial of
+// the volume that holds it.
 //
 // Immutable and cheap to copy (shared). A list of 100,000 pictures would weigh about 17 MB as full
 // path strings, so it keeps each folder's path once, every name in one character buffer and a
@@ -56,13 +58,16 @@ public:
         void addPicture(QStringView name);
         /// The same for a name in Latin-1 (printable ASCII names, without decoding them first).
         void addPicture(QLatin1StringView name);
+        /// Adds a picture known by its full path (an album's or a project's), under the entry
+        /// added last, with the serial of its volume (0: not known).
+        void addPicturePath(QStringView path, quint32 volumeSerial = 0);
         /// The finished list; the builder is empty afterwards.
         SourceList finish();
 
     private:
         std::shared_ptr<SourceListData> m_data;
         void ensureData();
-        template <typename Append> void appendPicture(qsizetype length, Append append);
+        template <typename Append> bool appendPicture(qsizetype length, Append append);
     };
 
     SourceList();
@@ -77,6 +82,10 @@ public:
     bool isPicture(int position) const;
     /// The 1-based position of the entry whose key is exactly `key`, or 0 when none is.
     int indexOf(const QString& key) const;
+
+    /// The serial of the volume that holds the picture at `position`, 0 when not known (folder
+    /// pictures, slides, or outside the list).
+    quint32 volumeSerial(int position) const;
 
     /// Number of picture entries.
     int pictureCount() const;
