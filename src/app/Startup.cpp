@@ -4,12 +4,15 @@
 #include "AppPaths.h"
 #include "AppState.h"
 #include "Clock.h"
+#include "ClsImage.h"
 #include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "CommandDispatcher.h"
 #include "DesktopCalendar.h"
 #include "ErrorReport.h"
 #include "FrmAgenda.h"
+#include "FrmAlbums.h"
+#include "FrmAssistSon.h"
 #include "FrmChangeAlarme.h"
 #include "FrmNotes.h"
 #include "FrmSysTray.h"
@@ -274,6 +277,10 @@ void Startup::loadTrayForm()
         m_alarms->closeAllForExit();
         if (m_notes)
             m_notes->closeForExit();
+        if (m_albums)
+            m_albums->closeForExit();
+        if (m_assistant)
+            m_assistant->closeForExit();
         mdb().close();
     };
     m_changer = new WallpaperChanger(m_monitors, mdb(), this);
@@ -287,6 +294,8 @@ void Startup::loadTrayForm()
     if (registry().get(SettingNo::AgdSurLeBureau).toInt() != 0)
         setCalendarOnDesktop(true); // before the first wallpaper of this start
     m_tray->dispatcher().setAction(8, [this] { showNotes(WallClock::of(appClock().now()).date()); });
+    m_tray->dispatcher().setAction(10, [this] { showAlbums(); });
+    m_tray->dispatcher().setAction(5, [this] { showAssistant(); });
     connect(m_tray, &FrmSysTray::unloaded, this, &Startup::finish);
     m_tray->load();
 }
@@ -365,6 +374,36 @@ void Startup::showAgenda()
     m_agenda->show();
     m_agenda->raise();
     m_agenda->activateWindow();
+}
+
+void Startup::showAlbums()
+{
+    if (!m_albums) {
+        FrmAlbums::Hooks hooks;
+        hooks.applyFile = [this](const QString& path) { return m_changer && m_changer->applyFile(path); };
+        hooks.useAlbumSource
+            = [this](qint64 album, qint64 page) { return m_changer && m_changer->useAlbumSource(album, page); };
+        m_albums = new FrmAlbums(mdb(), ClsImage::folderFromSettings(registry()), hooks);
+        m_albums->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    if (m_albums->isMinimized())
+        m_albums->showNormal();
+    else
+        m_albums->show();
+    m_albums->raise();
+    m_albums->activateWindow();
+}
+
+void Startup::showAssistant()
+{
+    if (!m_assistant)
+        m_assistant = new FrmAssistSon(mdb()); // deletes itself on close
+    if (m_assistant->isMinimized())
+        m_assistant->showNormal();
+    else
+        m_assistant->show();
+    m_assistant->raise();
+    m_assistant->activateWindow();
 }
 
 void Startup::showNotes(const QDate& day, qint64 numero)

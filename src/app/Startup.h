@@ -19,6 +19,8 @@ class WallpaperChanger;
 class AlarmWindows;
 class FrmNotes;
 class FrmAgenda;
+class FrmAlbums;
+class FrmAssistSon;
 class QTimer;
 class AlarmScanner;
 
@@ -74,6 +76,8 @@ private:
     void loadNotes();
     void showNotes(const QDate& day, qint64 numero = 0);
     void showAgenda();
+    void showAlbums();
+    void showAssistant();
     void setCalendarOnDesktop(bool on);
     void redrawCalendarOnDesktop();
     void finish();
@@ -87,6 +91,8 @@ private:
     std::unique_ptr<AlarmScanner> m_alarmScanner;
     QPointer<FrmNotes> m_notes;         // the note editor while it is open
     QPointer<FrmAgenda> m_agenda;       // the calendar while it is open
+    QPointer<FrmAlbums> m_albums;       // the album window while it is open
+    QPointer<FrmAssistSon> m_assistant; // the slideshow assistant while it is open
     QTimer* m_calendarRedraw = nullptr; // a note changed: the desktop's calendar follows, once
     QDate m_calendarDay;                // the day the desktop's calendar shows
     FrmTrace* m_traceWindow = nullptr;

@@ -173,7 +173,7 @@ private slots:
         E2eSession::run(QStringLiteral("xdotool key Up Return"));
         QVERIFY(tapisol->waitForFinished(15000));
         QCOMPARE(tapisol->exitCode(), 0);
-        QVERIFY(s->log().contains(QStringLiteral("SY, MenuContext Action 20\r\nSy ActionMenu 17\r\nSY, QueryUnload")));
+        QVERIFY(s->log().contains(QStringLiteral("SY, MenuContext Action 21\r\nSy ActionMenu 17\r\nSY, QueryUnload")));
     }
 
     // No tray host: the user is told once by a desktop notification, the program works, and the
@@ -304,7 +304,7 @@ private slots:
         };
         const QHash<int, QString> french = frenchTexts();
         QStringList expected;
-        for (int number : {363, 366, 369, 370, 532, 2026, 371, 434, 422, 380, 372, 373, 382, 2111, 418, 374})
+        for (int number : {363, 366, 369, 370, 532, 2026, 371, 434, 422, 3000, 380, 372, 373, 382, 2111, 418, 374})
             expected << french.value(number);
         MenuItem layout = layoutNow();
         QCOMPARE(labels(layout), expected);
