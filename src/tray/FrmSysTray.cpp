@@ -52,7 +52,7 @@ const QString AutoModeValue = QStringLiteral("ModeAuto");
 // Where the translation tool can be had when it is not installed beside the program.
 const QString TranslationPage = QStringLiteral("https://tapisol.orvenne.org/traduction");
 // The windows a left click on the icon brings forward.
-const char* const RaisedForms[] = {"FrmNotes", "FrmAssistSon", "FrmParam", "FrmAgenda"};
+const char* const RaisedForms[] = {"FrmNotes", "FrmAssistSon", "FrmParam", "FrmAgenda", "FrmAlbums"};
 
 // Whether a StatusNotifierItem host is registered on the session bus, as Qt asks it before it
 // makes a tray icon one.
