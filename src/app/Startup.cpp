@@ -279,8 +279,10 @@ void Startup::loadTrayForm()
             m_notes->closeForExit();
         if (m_albums)
             m_albums->closeForExit();
-        if (m_assistant)
+        if (m_assistant) {
             m_assistant->closeForExit();
+            delete m_assistant; // gone now, not at the next turn of the loop: no longer a loaded form
+        }
         mdb().close();
     };
     m_changer = new WallpaperChanger(m_monitors, mdb(), this);
