@@ -11,19 +11,17 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
-count=${1:-200}
-changes=${2:-12}
-runs=${3:-3}
 build=${BUILD_DIR:-build}
 expo=${EXPO:-2}
 
 if [[ ${1:-} == --inner ]]; then
-    # Inside the display: one run of the player, its timings and memory to stdout.
-    shift
-    work=$1
+    # Inside the display: one run of the player until CHANGES slide changes, its timings and
+    # memory to stdout.
+    work=$2
+    changes=$3
+    start=$(date +%s%3N)
     "$build/bin/defilor" /tpdiaporama --timings 2>"$work/timings" &
     player=$!
-    start=$(date +%s%3N)
     peak=0 helper_peak=0
     while kill -0 "$player" 2>/dev/null; do
         rss=$(awk '/^VmRSS/ {print $2}' "/proc/$player/status" 2>/dev/null || echo 0)
@@ -47,6 +45,10 @@ if [[ ${1:-} == --inner ]]; then
     grep '^defilor-timing slide' "$work/timings" | awk '{print "slide", $3, $4}'
     exit 0
 fi
+
+count=${1:-200}
+changes=${2:-12}
+runs=${3:-3}
 
 need=()
 for pkg in xvfb imagemagick dbus procps; do
@@ -95,7 +97,7 @@ for ((i = 0; i < count; i++)); do cat "$photos/photo-$(printf %04d "$i").jpg"; d
 
 firsts=() worst=() means=() peaks=() helpers=()
 for ((run = 1; run <= runs; run++)); do
-    TAPISOL_XVFB_SCREEN=1920x1080x24 "$root/tests/e2e/with-display.sh" "$0" --inner "$work" \
+    TAPISOL_XVFB_SCREEN=1920x1080x24 "$root/tests/e2e/with-display.sh" "$0" --inner "$work" "$changes" \
         >"$work/run" 2>"$work/display.log" || { cat "$work/display.log" >&2; exit 1; }
     read -r first worst_ms mean_ms < <(awk -v expo="$expo" '
         /^start/ { start = $2 }
