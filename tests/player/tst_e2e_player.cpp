@@ -153,7 +153,7 @@ private slots:
         makeProject();
         QVERIFY(!QTest::currentTestFailed());
         QProcess* player = startPlayer();
-        QVERIFY(waitForPlayerLog(QStringLiteral("DF Slide 1/4")));
+        QVERIFY2(waitForPlayerLog(QStringLiteral("DF Slide 1/4")), qPrintable(playerLog()));
         const QString shots = qEnvironmentVariable("TAPISOL_SHOTS_DIR");
         QStringList seen;
         QImage captioned;
@@ -202,7 +202,7 @@ private slots:
         QVERIFY(!QTest::currentTestFailed());
         s->configFile().setValue(QStringLiteral("Diaporama/ToolsSec"), 2);
         QProcess* player = startPlayer();
-        QVERIFY(waitForPlayerLog(QStringLiteral("DF Slide 1/4")));
+        QVERIFY2(waitForPlayerLog(QStringLiteral("DF Slide 1/4")), qPrintable(playerLog()));
         E2eSession::run(QStringLiteral("xdotool key Right"));
         QVERIFY(waitForPlayerLog(QStringLiteral("DF Slide 2/4"), 1000));
         E2eSession::run(QStringLiteral("xdotool key space"));
@@ -245,7 +245,7 @@ private slots:
         makeProject();
         QVERIFY(!QTest::currentTestFailed());
         QProcess* player = startPlayer();
-        QVERIFY(waitForPlayerLog(QStringLiteral("DF Slide 1/4")));
+        QVERIFY2(waitForPlayerLog(QStringLiteral("DF Slide 1/4")), qPrintable(playerLog()));
         QVERIFY(ProjectStore::deleteProject(*m_db, m_project));
         QVERIFY(player->waitForFinished(10000));
         QCOMPARE(player->exitCode(), 0);
