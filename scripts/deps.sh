@@ -15,7 +15,7 @@ build_packages=(
     libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
     libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-    xdg-utils librsvg2-bin libglib2.0-dev python3-holidays libblkid-dev zlib1g-dev qt6-translations-l10n
+    xdg-utils librsvg2-bin libglib2.0-dev python3-holidays libblkid-dev zlib1g-dev
 )
 package_packages=(
     debhelper dpkg-dev fakeroot lintian appstream desktop-file-utils
