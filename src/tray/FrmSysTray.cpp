@@ -16,7 +16,7 @@
 #include "MediaFolders.h"
 #include "PlayerLaunch.h"
 #include "SoundService.h"
-#include "SourceSpec.h"
+#include "SourceSelection.h"
 #include "SplashScreen.h"
 #include "Trace.h"
 #include "TrayMenuModel.h"
@@ -155,7 +155,7 @@ void FrmSysTray::load()
     const bool autoMode = !savedAuto.isValid() || savedAuto.toInt() != 0; // on for a first start
 
     // The source's list itself is built by the wallpaper engine, off this thread.
-    const QString source = SourceSpec::fromSettings(registry()).describe();
+    const QString source = SourceSelection::fromSettings(registry()).describe();
     TAPISOL_TRACE(QStringLiteral("Sy Charge TW OH=") + source);
     TAPISOL_TRACE(QStringLiteral("Sy TreeSearch=") + source);
 

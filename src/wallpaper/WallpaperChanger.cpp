@@ -70,7 +70,7 @@ WallpaperChanger::~WallpaperChanger() = default;
 
 void WallpaperChanger::onListReady()
 {
-    m_candidates->setList(m_source.list(), m_source.spec().isDatabase(), m_source.volumes());
+    m_candidates->setList(m_source.list(), m_source.choice().isDatabase(), m_source.volumes());
     // The entry on screen is found again in the new list, so the walk goes on from it.
     selector().setSelected(m_source.indexOf(registry().get(SettingNo::CurrentWallPaper).toString()));
     prepareRound();
@@ -131,7 +131,7 @@ bool WallpaperChanger::changeToNext()
         // Set before the trace line: writing it lets the event loop in, and the list may be
         // delivered right there.
         m_changeWhenReady = true;
-        TAPISOL_TRACE(QStringLiteral("SY FNext attend la liste de ") + m_source.requestedSpec().describe());
+        TAPISOL_TRACE(QStringLiteral("SY FNext attend la liste de ") + m_source.requestedChoice().describe());
         return false;
     }
     return changeNow();
@@ -279,7 +279,7 @@ bool WallpaperChanger::useAlbumSource(qint64 album, qint64 page)
         TAPISOL_TRACE(QStringLiteral("SY Source album, Err ") + QString::fromUtf8(e.what()));
     }
     if (!found) {
-        TAPISOL_TRACE(QStringLiteral("SY Source ") + SourceSpec::ofAlbum(album, page).describe()
+        TAPISOL_TRACE(QStringLiteral("SY Source ") + SourceSelection::ofAlbum(album, page).describe()
             + QStringLiteral(" introuvable, source inchangée"));
         return false;
     }
@@ -297,7 +297,7 @@ bool WallpaperChanger::switchSource(const QHash<int, QVariant>& values)
         TAPISOL_TRACE(QStringLiteral("SY Source : les réglages n'ont pas pu être écrits"));
     // An open settings dialog previews its own values: it takes these first, so the getter agrees.
     sourceSwitched(values);
-    TAPISOL_TRACE(QStringLiteral("SY Source choisie : ") + SourceSpec::fromSettings(registry()).describe());
+    TAPISOL_TRACE(QStringLiteral("SY Source choisie : ") + SourceSelection::fromSettings(registry()).describe());
     changeToNext();
     return true;
 }

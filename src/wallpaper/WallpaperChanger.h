@@ -71,7 +71,7 @@ private:
     bool switchSource(const QHash<int, QVariant>& values);
     bool projectExists(qint64 key) const;
     // The round of the list in use: the project's, or the folder's and the albums'.
-    bool projectRound() const { return m_source.spec().kind == SourceSpec::Kind::Project; }
+    bool projectRound() const { return m_source.choice().kind == SourceSelection::Kind::Project; }
     MdbShownPictures& shown() { return projectRound() ? m_shownDiap : m_shown; }
     NextPictureSelector& selector() { return projectRound() ? m_selectorDiap : m_selector; }
 

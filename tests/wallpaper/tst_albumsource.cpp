@@ -93,7 +93,7 @@ class TestAlbumSource : public QObject, MdbTest::Fixture
         return key;
     }
 
-    DatabaseSource::Result read(const SourceSpec& spec) { return DatabaseSource::read(file, spec); }
+    DatabaseSource::Result read(const SourceSelection& choice) { return DatabaseSource::read(file, choice); }
 
 private slots:
     void initTestCase()
@@ -137,15 +137,15 @@ private slots:
         const qint64 other = AlbumStore::addAlbum(*m_db, QStringLiteral("Autre")).value_or(0);
         put(AlbumStore::addPage(*m_db, other, 0, QStringLiteral("Ailleurs")).value_or(0), pictureHere("z.png"));
 
-        const auto whole = read(SourceSpec::ofAlbum(album, 0));
+        const auto whole = read(SourceSelection::ofAlbum(album, 0));
         QVERIFY(whole.found && whole.error.isEmpty());
         QCOMPARE(shape(whole.list), QStringList({"R", "D", "a.png", "b.png", "D", "c.png", "D", "d.png", "b.png"}));
         QCOMPARE(whole.list.indexOf(pictureHere(QStringLiteral("b.png"))), 4);
         QCOMPARE(whole.list.volumeSerial(3), Volumes::volumeOf(home->path())->serial);
-        QCOMPARE(
-            shape(read(SourceSpec::ofAlbum(album, italy)).list), QStringList({"R", "a.png", "b.png", "D", "c.png"}));
-        QCOMPARE(shape(read(SourceSpec::ofAlbum(album, rome)).list), QStringList({"R", "c.png"}));
-        QVERIFY(!read(SourceSpec::ofAlbum(other, italy)).found); // a page of another album
+        QCOMPARE(shape(read(SourceSelection::ofAlbum(album, italy)).list),
+            QStringList({"R", "a.png", "b.png", "D", "c.png"}));
+        QCOMPARE(shape(read(SourceSelection::ofAlbum(album, rome)).list), QStringList({"R", "c.png"}));
+        QVERIFY(!read(SourceSelection::ofAlbum(other, italy)).found); // a page of another album
         // A parent outside the album puts a page at the top; pages whose parents loop come last.
         using Depth = DatabaseSource::PageDepth;
         QCOMPARE(DatabaseSource::pageOrder({{1, 0}, {2, 3}, {3, 2}, {4, 9}}),
@@ -157,11 +157,11 @@ private slots:
         QCOMPARE(listed, QStringList({"Autre", "-Ailleurs", "Voyages", "-Italie", "--Rome", "-Espagne"}));
 
         QVERIFY(AlbumStore::deletePage(*m_db, rome));
-        const auto gone = read(SourceSpec::ofAlbum(album, rome));
+        const auto gone = read(SourceSelection::ofAlbum(album, rome));
         QVERIFY(!gone.found && gone.error.isEmpty() && gone.list.count() == 0);
-        QVERIFY(DatabaseSource::traceLine(SourceSpec::ofAlbum(album, rome), gone).contains("introuvable"));
+        QVERIFY(DatabaseSource::traceLine(SourceSelection::ofAlbum(album, rome), gone).contains("introuvable"));
         QVERIFY(AlbumStore::deleteAlbum(*m_db, album));
-        QCOMPARE(read(SourceSpec::ofAlbum(album, 0)).list.count(), 0);
+        QCOMPARE(read(SourceSelection::ofAlbum(album, 0)).list.count(), 0);
     }
 
     // A project's slides come in their order and have a round of their own: `TableImageDiap`,
@@ -175,10 +175,10 @@ private slots:
         const qint64 project = addProject(QStringLiteral("L'été"), QStringLiteral("secret"),
             {{30, pictureHere(QStringLiteral("three.png"))}, {10, one}, {15, gone}, {20, two}});
         addProject(QStringLiteral("Ouvert"), {}, {});
-        const auto slides = read(SourceSpec::ofProject(project));
+        const auto slides = read(SourceSelection::ofProject(project));
         QVERIFY(slides.found);
         QCOMPARE(shape(slides.list), QStringList({"R", "one.png", "gone.png", "two.png", "three.png"}));
-        QVERIFY(!read(SourceSpec::ofProject(project + 10)).found);
+        QVERIFY(!read(SourceSelection::ofProject(project + 10)).found);
 
         QVERIFY(!m_db->TableExist(QStringLiteral("TableImageDiap")));
         MdbShownPictures shown(*m_db, true);
@@ -230,7 +230,7 @@ private slots:
         MdbShownPictures shown(*m_db);
         NextPictureSelector selector(shown, appRandom());
         SourceCandidates candidates;
-        const auto list = read(SourceSpec::ofAlbum(album, 0));
+        const auto list = read(SourceSelection::ofAlbum(album, 0));
         candidates.setList(list.list, true, list.volumes);
         const auto pick = [&](NextPictureSelector::Order order) {
             candidates.beginChange();
@@ -264,7 +264,7 @@ private slots:
         source.setDatabase(file, [this] { return DatabaseSource::changeStamp(m_db->database()); });
         QSignalSpy ready(&source, &PictureSource::listReady);
         QSignalSpy confirmed(&source, &PictureSource::listConfirmed);
-        QVERIFY(source.setSource(SourceSpec::ofAlbum(album, 0)));
+        QVERIFY(source.setSource(SourceSelection::ofAlbum(album, 0)));
         QVERIFY(ready.wait());
         QCOMPARE(shape(source.list()), QStringList({"R", "D", "m1.png"}));
         QVERIFY(!source.refreshIfChanged());
@@ -321,7 +321,7 @@ private slots:
         QVERIFY(changer.useAlbumSource(album, tulips));
         QCOMPARE(switched.size(), 1);
         QCOMPARE(switched.first().value(SettingNo::SourceAlbumPage).toLongLong(), tulips);
-        QCOMPARE(SourceSpec::fromSettings(registry()), SourceSpec::ofAlbum(album, tulips));
+        QCOMPARE(SourceSelection::fromSettings(registry()), SourceSelection::ofAlbum(album, tulips));
         // Rendered, then refused by the do-nothing desktop back end.
         const QString chosen = QStringLiteral("SY Chg WP Start ") + pictureHere(QStringLiteral("tulipe1.png"));
         QTRY_VERIFY(MdbTest::traceLines().contains(chosen));
@@ -353,7 +353,7 @@ private slots:
             "'/') - 1) AS INTEGER), KeyAuto FROM AlbumPictures"};
         for (const QString& statement : statements)
             m_db->database().exec(statement.toStdString());
-        const auto result = read(SourceSpec::ofAlbum(album, 0));
+        const auto result = read(SourceSelection::ofAlbum(album, 0));
         QCOMPARE(result.list.pictureCount(), 10000);
         QCOMPARE(result.list.count(), 1 + 100 + 10000);
         qInfo("10,000 pictures on 100 pages read in %lld ms", result.elapsedMs);

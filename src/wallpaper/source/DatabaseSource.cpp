@@ -200,7 +200,7 @@ Result readProject(SQLite::Database& db, qint64 project)
     return result;
 }
 
-Result read(const QString& path, const SourceSpec& spec)
+Result read(const QString& path, const SourceSelection& choice)
 {
     QElapsedTimer clock;
     clock.start();
@@ -208,8 +208,8 @@ Result read(const QString& path, const SourceSpec& spec)
         SQLite::Database db(path.toStdString(), SQLite::OPEN_READONLY, MdbFiles::LockWaitMs);
         // One snapshot: an album edited meanwhile is read as it was before or after, never half.
         db.exec("BEGIN");
-        Result result = spec.kind == SourceSpec::Kind::Project ? readProject(db, spec.project)
-                                                               : readAlbum(db, spec.album, spec.page);
+        Result result = choice.kind == SourceSelection::Kind::Project ? readProject(db, choice.project)
+                                                                      : readAlbum(db, choice.album, choice.page);
         db.exec("COMMIT");
         result.elapsedMs = clock.elapsed();
         return result;
@@ -233,15 +233,15 @@ quint64 changeStamp(SQLite::Database& db)
     }
 }
 
-QString traceLine(const SourceSpec& spec, const Result& result)
+QString traceLine(const SourceSelection& choice, const Result& result)
 {
-    const QString head = QStringLiteral("SY Source ") + spec.describe() + QStringLiteral(": ");
+    const QString head = QStringLiteral("SY Source ") + choice.describe() + QStringLiteral(": ");
     if (!result.error.isEmpty())
         return head + QStringLiteral("lecture impossible (") + result.error + QLatin1Char(')');
     if (!result.found)
         return head + QStringLiteral("introuvable, aucune image");
     QString line = head + QLatin1Char('"') + result.name + QStringLiteral("\" ");
-    if (spec.kind == SourceSpec::Kind::Album)
+    if (choice.kind == SourceSelection::Kind::Album)
         line += QStringLiteral("%1 images, %2 pages, ").arg(result.pictures).arg(result.pages);
     else
         line += QStringLiteral("%1 diapositives, ").arg(result.pictures);

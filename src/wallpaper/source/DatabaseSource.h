@@ -2,7 +2,7 @@
 
 #include "AlbumTypes.h"
 #include "SourceList.h"
-#include "SourceSpec.h"
+#include "SourceSelection.h"
 
 #include <QHash>
 #include <QString>
@@ -58,9 +58,9 @@ Result readAlbum(SQLite::Database& db, qint64 album, qint64 page);
 /// The list of a project's slides.
 Result readProject(SQLite::Database& db, qint64 project);
 
-/// Reads the list `spec` names (an album, a page or a project) from the database file at `path`
+/// Reads the list `choice` names (an album, a page or a project) from the database file at `path`
 /// through a read-only connection of its own, in one read transaction. Safe on any thread.
-Result read(const QString& path, const SourceSpec& spec);
+Result read(const QString& path, const SourceSelection& choice);
 
 /// A number that moves with every commit to the file, from this connection or another (the album
 /// window, the slideshow player): the file's data version and this connection's change count. 0
@@ -68,6 +68,6 @@ Result read(const QString& path, const SourceSpec& spec);
 quint64 changeStamp(SQLite::Database& db);
 
 /// The trace line of a finished reading.
-QString traceLine(const SourceSpec& spec, const Result& result);
+QString traceLine(const SourceSelection& choice, const Result& result);
 
 } // namespace DatabaseSource

@@ -34,29 +34,29 @@ void PictureSource::setExtensions(const QStringList& extensions)
     if (extensions == m_request.extensions)
         return;
     m_request.extensions = extensions;
-    if (m_requested && !m_spec.isDatabase())
+    if (m_requested && !m_choice.isDatabase())
         startScan();
 }
 
 bool PictureSource::setFolder(const QString& folder, bool includeSubfolders)
 {
-    return setSource(SourceSpec::ofFolder(folder, includeSubfolders));
+    return setSource(SourceSelection::ofFolder(folder, includeSubfolders));
 }
 
-bool PictureSource::setSource(const SourceSpec& spec)
+bool PictureSource::setSource(const SourceSelection& choice)
 {
-    if (m_requested && spec == m_spec)
+    if (m_requested && choice == m_choice)
         return false;
-    m_spec = spec;
-    m_request.folder = spec.folder;
-    m_request.includeSubfolders = spec.includeSubfolders;
+    m_choice = choice;
+    m_request.folder = choice.folder;
+    m_request.includeSubfolders = choice.includeSubfolders;
     startScan();
     return true;
 }
 
 bool PictureSource::applySettings(const ClsRegistryBase& settings)
 {
-    return setSource(SourceSpec::fromSettings(settings));
+    return setSource(SourceSelection::fromSettings(settings));
 }
 
 void PictureSource::setDatabase(const QString& path, std::function<quint64()> changeStamp)
@@ -87,8 +87,8 @@ bool PictureSource::refreshIfChanged()
         return true;
     if (!m_requested)
         return false;
-    const bool changed
-        = m_spec.isDatabase() ? m_readStamp == 0 || changeStamp() != m_readStamp : FolderScanner::changedSince(m_last);
+    const bool changed = m_choice.isDatabase() ? m_readStamp == 0 || changeStamp() != m_readStamp
+                                               : FolderScanner::changedSince(m_last);
     if (!changed)
         return false;
     startScan();
@@ -106,19 +106,19 @@ void PictureSource::startScan()
     connect(
         watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation] { finishScan(watcher, generation); });
     Job job;
-    job.spec = m_spec;
+    job.choice = m_choice;
     // Taken before the reading starts: a change committed meanwhile calls for one more reading,
     // never for none.
-    job.stamp = m_spec.isDatabase() ? changeStamp() : 0;
+    job.stamp = m_choice.isDatabase() ? changeStamp() : 0;
     // The job owns copies of everything it reads, so it may outlive a superseded watcher.
     watcher->setFuture(QtConcurrent::run(&m_pool,
         [job = std::move(job), request = m_request, database = m_databasePath, stop = m_stop.get_token()]() mutable {
-            if (!job.spec.isDatabase()) {
+            if (!job.choice.isDatabase()) {
                 job.scan = FolderScanner::scan(request, stop);
             } else if (database.isEmpty()) {
                 job.reading.error = QStringLiteral("pas de base de données");
             } else {
-                job.reading = DatabaseSource::read(database, job.spec);
+                job.reading = DatabaseSource::read(database, job.choice);
             }
             // A large scan leaves megabytes of freed temporaries in the worker's heap: give them back.
             malloc_trim(0);
@@ -133,14 +133,14 @@ void PictureSource::finishScan(QFutureWatcher<Job>* watcher, quint64 generation)
         return; // superseded: a newer scan is running or has already been installed
     m_scanning = false;
     Job job = watcher->result();
-    if (job.spec.isDatabase()) {
+    if (job.choice.isDatabase()) {
         installReading(job);
         return;
     }
     if (job.scan.cancelled)
         return;
     m_last = std::move(job.scan);
-    m_lastSpec = job.spec;
+    m_lastChoice = job.choice;
     m_volumes.clear();
     m_contentHash = 0;
     m_readStamp = 0;
@@ -150,8 +150,8 @@ void PictureSource::finishScan(QFutureWatcher<Job>* watcher, quint64 generation)
 
 void PictureSource::installReading(Job& job)
 {
-    TAPISOL_TRACE(DatabaseSource::traceLine(job.spec, job.reading));
-    const bool sameSource = job.spec == m_lastSpec;
+    TAPISOL_TRACE(DatabaseSource::traceLine(job.choice, job.reading));
+    const bool sameSource = job.choice == m_lastChoice;
     if (!job.reading.error.isEmpty()) {
         m_readStamp = 0; // read again before the next change
         if (sameSource) {
@@ -175,7 +175,7 @@ void PictureSource::installReading(Job& job)
     m_last.counts.pictures = job.reading.pictures;
     m_last.counts.folders = job.reading.list.folderCount();
     m_last.elapsedMs = job.reading.elapsedMs;
-    m_lastSpec = job.spec;
+    m_lastChoice = job.choice;
     m_volumes = job.reading.volumes;
     m_contentHash = job.reading.contentHash;
     emit listReady();

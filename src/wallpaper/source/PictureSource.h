@@ -4,7 +4,7 @@
 #include "DatabaseSource.h"
 #include "FolderScanner.h"
 #include "SourceList.h"
-#include "SourceSpec.h"
+#include "SourceSelection.h"
 
 #include <QFutureWatcher>
 #include <QHash>
@@ -61,9 +61,9 @@ public:
 
     /// Sets the source; starts a scan when it differs from the current request, or when no scan
     /// was ever asked for; returns true then. An album or a project needs setDatabase() first.
-    bool setSource(const SourceSpec& spec);
+    bool setSource(const SourceSelection& choice);
 
-    /// setSource() with the source the settings name (SourceSpec::fromSettings()).
+    /// setSource() with the source the settings name (SourceSelection::fromSettings()).
     bool applySettings(const ClsRegistryBase& settings);
 
     /// The database file that albums and projects are read from (with a connection of the
@@ -100,9 +100,9 @@ public:
     /// an album or a project.
     QString folder() const { return m_last.folder; }
     /// The source of the list in use.
-    const SourceSpec& spec() const { return m_lastSpec; }
+    const SourceSelection& choice() const { return m_lastChoice; }
     /// The source asked for last, whose list may still be on its way.
-    const SourceSpec& requestedSpec() const { return m_spec; }
+    const SourceSelection& requestedChoice() const { return m_choice; }
     /// The folder asked for last.
     QString requestedFolder() const { return m_request.folder; }
     /// What the scan of the list in use counted (folders only).
@@ -121,7 +121,7 @@ private:
     // What a worker hands back: a folder's scan or a database reading.
     struct Job
     {
-        SourceSpec spec;
+        SourceSelection choice;
         ScanResult scan;
         DatabaseSource::Result reading;
         quint64 stamp = 0; // the database's change stamp when the reading was asked for
@@ -132,14 +132,14 @@ private:
     void installReading(Job& job);
     quint64 changeStamp() const;
 
-    SourceSpec m_spec;
+    SourceSelection m_choice;
     ScanRequest m_request;
     bool m_requested = false;
     bool m_scanning = false;
     quint64 m_generation = 0;
     std::stop_source m_stop;
     ScanResult m_last;
-    SourceSpec m_lastSpec;
+    SourceSelection m_lastChoice;
     QHash<quint32, VolumeRow> m_volumes;
     quint64 m_contentHash = 0;
     QString m_databasePath;

@@ -1,35 +1,35 @@
-#include "SourceSpec.h"
+#include "SourceSelection.h"
 
 #include "ClsRegistryBase.h"
 #include "FolderScanner.h"
 #include "SettingsTable.h"
 
-SourceSpec SourceSpec::ofFolder(const QString& folder, bool includeSubfolders)
+SourceSelection SourceSelection::ofFolder(const QString& folder, bool includeSubfolders)
 {
-    SourceSpec spec;
-    spec.folder = FolderScanner::cleanFolder(folder);
-    spec.includeSubfolders = includeSubfolders;
-    return spec;
+    SourceSelection choice;
+    choice.folder = FolderScanner::cleanFolder(folder);
+    choice.includeSubfolders = includeSubfolders;
+    return choice;
 }
 
-SourceSpec SourceSpec::ofAlbum(qint64 album, qint64 page)
+SourceSelection SourceSelection::ofAlbum(qint64 album, qint64 page)
 {
-    SourceSpec spec;
-    spec.kind = Kind::Album;
-    spec.album = album;
-    spec.page = page;
-    return spec;
+    SourceSelection choice;
+    choice.kind = Kind::Album;
+    choice.album = album;
+    choice.page = page;
+    return choice;
 }
 
-SourceSpec SourceSpec::ofProject(qint64 project)
+SourceSelection SourceSelection::ofProject(qint64 project)
 {
-    SourceSpec spec;
-    spec.kind = Kind::Project;
-    spec.project = project;
-    return spec;
+    SourceSelection choice;
+    choice.kind = Kind::Project;
+    choice.project = project;
+    return choice;
 }
 
-SourceSpec SourceSpec::fromSettings(const ClsRegistryBase& settings)
+SourceSelection SourceSelection::fromSettings(const ClsRegistryBase& settings)
 {
     if (settings.get(SettingNo::SourceProjet).toInt() != 0)
         return ofProject(settings.get(SettingNo::SourceProjetKey).toLongLong());
@@ -40,7 +40,7 @@ SourceSpec SourceSpec::fromSettings(const ClsRegistryBase& settings)
         settings.get(SettingNo::Repertoire).toString(), settings.get(SettingNo::SousRepertoire).toInt() != 0);
 }
 
-QString SourceSpec::describe() const
+QString SourceSelection::describe() const
 {
     switch (kind) {
     case Kind::Album:

@@ -6,7 +6,7 @@ class ClsRegistryBase;
 
 // Which pictures the wallpaper rotates through: a folder (with or without its sub-folders), an
 // album or one of its pages with the pages under it, or a slideshow project.
-struct SourceSpec
+struct SourceSelection
 {
     enum class Kind : quint8
     {
@@ -22,13 +22,13 @@ struct SourceSpec
     qint64 page = 0;  // Album: the page, 0 for the whole album
     qint64 project = 0;
 
-    static SourceSpec ofFolder(const QString& folder, bool includeSubfolders);
-    static SourceSpec ofAlbum(qint64 album, qint64 page);
-    static SourceSpec ofProject(qint64 project);
+    static SourceSelection ofFolder(const QString& folder, bool includeSubfolders);
+    static SourceSelection ofAlbum(qint64 album, qint64 page);
+    static SourceSelection ofProject(qint64 project);
 
     /// The source the settings name: the project when `SourceProjet` is on, else the album or page
     /// when `SourceAlbum` is on, else the folder `Répertoire`.
-    static SourceSpec fromSettings(const ClsRegistryBase& settings);
+    static SourceSelection fromSettings(const ClsRegistryBase& settings);
 
     /// Whether its list is read from the database (an album, a page or a project).
     bool isDatabase() const { return kind != Kind::Folder; }
@@ -36,5 +36,5 @@ struct SourceSpec
     /// The source in a few words, for the trace.
     QString describe() const;
 
-    bool operator==(const SourceSpec&) const = default;
+    bool operator==(const SourceSelection&) const = default;
 };
