@@ -444,11 +444,20 @@ QString Startup::runCommand(int command)
         return {};
     }
     // Run after the reply has gone out, so `tapisol --command 17` hears back before we end.
-    QTimer::singleShot(0, this, [this, command] {
-        if (m_tray)
-            m_tray->dispatcher().run(command);
-    });
+    QTimer::singleShot(0, this, [this, command] { dispatchWhenSettled(command); });
     return {};
+}
+
+void Startup::dispatchWhenSettled(int command)
+{
+    // A trace line lets events run in the middle of whatever wrote it (a window being built,
+    // the database being read): a command waits until that work is over.
+    if (Trace::isRepainting()) {
+        QTimer::singleShot(10, this, [this, command] { dispatchWhenSettled(command); });
+        return;
+    }
+    if (m_tray)
+        m_tray->dispatcher().run(command);
 }
 
 void Startup::shutdown()

@@ -44,6 +44,7 @@ public:
     /// Runs one numbered command as the menu and `--command` do. Returns an empty text, or why
     /// the command was refused.
     QString runCommand(int command);
+    void dispatchWhenSettled(int command);
 
     /// Ends the program through the unload sequence; safe to call more than once.
     void shutdown();

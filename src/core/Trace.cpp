@@ -14,6 +14,7 @@ struct TraceWriter
     std::function<TraceView*()> viewFactory;
     TraceView* view = nullptr;
     bool viewTried = false;
+    int repaintDepth = 0; // nested event loops run by trace lines
 };
 
 TraceWriter& writer()
@@ -65,11 +66,24 @@ void write(const QString& line)
             // Let the trace window repaint during long operations. User input waits for the
             // event loop; other events may run here, so callers guard themselves (start-up defers
             // commands and signals that arrive before its last step).
+            struct Depth
+            {
+                int& depth;
+                explicit Depth(int& d)
+                    : depth(++d)
+                { }
+                ~Depth() { --depth; }
+            } nested(w.repaintDepth);
             QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents | QEventLoop::ExcludeSocketNotifiers);
         }
     } catch (...) {
         // Tracing never fails towards its caller: the line is lost.
     }
+}
+
+bool isRepainting()
+{
+    return writer().repaintDepth > 0;
 }
 
 void setViewFactory(std::function<TraceView*()> factory)

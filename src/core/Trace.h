@@ -23,6 +23,10 @@ bool enabled();
 /// program is silent. Never fails towards the caller: any error only loses the line.
 void write(const QString& line);
 
+/// True while a trace line lets the trace window repaint: events run then inside whatever
+/// operation wrote the line, so work that must not start in the middle of another waits.
+bool isRepainting();
+
 /// Full path of the log file, composed on first use.
 QString logFilePath();
 
