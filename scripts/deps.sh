@@ -14,7 +14,8 @@ build_packages=(
     libsqlitecpp-dev libsqlite3-dev
     libxcb1-dev libxcb-keysyms1-dev libxcb-randr0-dev
     libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
-    gstreamer1.0-plugins-good gstreamer1.0-plugins-base libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+    gstreamer1.0-plugins-good gstreamer1.0-plugins-base gstreamer1.0-pulseaudio
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     xdg-utils librsvg2-bin libglib2.0-dev python3-holidays libblkid-dev zlib1g-dev
 )
 package_packages=(

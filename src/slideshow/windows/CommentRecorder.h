@@ -3,13 +3,23 @@
 #include <QObject>
 #include <QString>
 
-class QAudioInput;
-class QMediaCaptureSession;
-class QMediaRecorder;
+#include <atomic>
 
-// Records a spoken comment from the default microphone into a file, as Ogg Vorbis (Qt's recorder
-// here has no plain PCM writer; Vorbis is what the player reads best after MP3). The recording
-// ends on stop(), or on an error, and finished() says which.
+class QTimer;
+typedef struct _GstElement GstElement;
+
+// The time stamps of the first and the latest sample recorded, written by the streaming thread.
+struct RecordedSpan
+{
+    std::atomic<qint64> firstNs {-1};
+    std::atomic<qint64> lastNs {-1};
+};
+
+// Records a spoken comment from the default microphone into a file, as Ogg Vorbis (what the
+// player reads best after MP3), through a GStreamer pipeline of our own: the system's audio
+// source, conversion, the Vorbis encoder, the Ogg muxer and the file. The recording ends on
+// stop(), or on an error, and finished() says which; a recorder destroyed while recording
+// finishes its file first.
 class CommentRecorder : public QObject
 {
     Q_OBJECT
@@ -42,9 +52,16 @@ signals:
     void finished(const QString& file, const QString& error);
 
 private:
-    QMediaCaptureSession* m_session = nullptr;
-    QAudioInput* m_input = nullptr;
-    QMediaRecorder* m_recorder = nullptr;
+    void poll();
+    /// Drains the pipeline's messages; true once the recording has ended (end of stream or error).
+    bool readMessages();
+    void finish();
+
+    GstElement* m_pipeline = nullptr;
+    QTimer* m_poll = nullptr;
     QString m_file;
     QString m_error;
+    bool m_stopping = false;
+    qint64 m_reported = 0;
+    RecordedSpan m_samples;
 };
