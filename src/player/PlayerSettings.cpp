@@ -42,6 +42,7 @@ PlayerSettings PlayerSettings::read(const ClsRegistryBase& settings)
     s.apercuMonitor = number(SettingNo::DiapoApercuMonitor);
     s.toolsHide = number(SettingNo::DiapoToolsHide) == 1;
     s.toolsSeconds = number(SettingNo::DiapoToolsSec);
+    s.cycle = number(SettingNo::DiapoCycle) != 0;
     return s;
 }
 

@@ -17,6 +17,7 @@ struct PlayerSettings
     int apercuMonitor = 0; // index among the screens
     bool toolsHide = true; // the tool bar hides after `toolsSeconds`
     int toolsSeconds = 5;
+    bool cycle = false; // `Cycle`: the show starts again after its last slide
 
     static PlayerSettings read(const ClsRegistryBase& settings);
 

@@ -1,6 +1,6 @@
 #include "ProjectReader.h"
 
-#include "JetValues.h"
+#include "ProjectRows.h"
 
 #include <QFileInfo>
 
@@ -11,48 +11,6 @@
 #include <sqlite3.h>
 
 namespace {
-
-ProjectRow readProject(const SQLite::Statement& row)
-{
-    ProjectRow p;
-    p.KeyAuto = row.getColumn("KeyAuto").getInt64();
-    p.Nom = Jet::textOf(row.getColumn("Nom"));
-    p.ExpoTime = int(Jet::longOf(row.getColumn("ExpoTime"), 0));
-    p.Paswd = Jet::textOf(row.getColumn("Paswd"));
-    return p;
-}
-
-SlideRow readSlide(const SQLite::Statement& row)
-{
-    const SlideRow d;
-    SlideRow s;
-    auto number = [&](const char* column, long long ifNull) { return Jet::longOf(row.getColumn(column), ifNull); };
-    auto flag = [&](const char* column, bool ifNull) { return Jet::boolOf(row.getColumn(column), ifNull); };
-    s.KeyAuto = row.getColumn("KeyAuto").getInt64();
-    s.KeyDescrip = row.getColumn("KeyDescrip").getInt64();
-    s.Ordre = int(number("Ordre", d.Ordre));
-    s.Path = Jet::textOf(row.getColumn("Path"));
-    s.PathMusic = Jet::textOf(row.getColumn("PathMusic"));
-    s.VolMusic = int(number("VolMusic", d.VolMusic));
-    s.VolMusicComment = int(number("VolMusicComment", d.VolMusicComment));
-    s.RehausMusic = flag("RehausMusic", d.RehausMusic);
-    s.RepetMusic = flag("RepetMusic", d.RepetMusic);
-    s.PathComment = Jet::textOf(row.getColumn("PathComment"));
-    s.VolComment = int(number("VolComment", d.VolComment));
-    s.RepetComment = flag("RepetComment", d.RepetComment);
-    s.Texte = Jet::textOf(row.getColumn("Texte"));
-    s.TexteAlign = int(number("TexteAlign", d.TexteAlign));
-    s.TexteMarge = int(number("TexteMarge", d.TexteMarge));
-    s.FontName = Jet::textOf(row.getColumn("FontName"));
-    s.FontSize = float(Jet::doubleOf(row.getColumn("FontSize"), d.FontSize));
-    s.FontBold = flag("FontBold", d.FontBold);
-    s.FontItalic = flag("FontItalic", d.FontItalic);
-    s.FontUnderline = flag("FontUnderline", d.FontUnderline);
-    s.ForeColor = qint32(number("ForeColor", d.ForeColor));
-    s.BackColor = qint32(number("BackColor", d.BackColor));
-    s.BackStyle = int(number("BackStyle", d.BackStyle));
-    return s;
-}
 
 ProjectReader::Status statusOf(const SQLite::Exception& e)
 {
@@ -85,11 +43,11 @@ ProjectReader::Project ProjectReader::read(qint64 key) const
             result.status = Status::NoProject;
             return result;
         }
-        result.project = readProject(project);
+        result.project = ProjectRows::readProject(project);
         SQLite::Statement slides(db, "SELECT * FROM Diaporama WHERE Diaporama.KeyDescrip = ? ORDER BY Ordre, KeyAuto");
         slides.bind(1, static_cast<int64_t>(key));
         while (slides.executeStep())
-            result.slides << readSlide(slides);
+            result.slides << ProjectRows::readSlide(slides);
         db.exec("COMMIT");
     } catch (const SQLite::Exception& e) {
         result.status = statusOf(e);

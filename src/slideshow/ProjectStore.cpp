@@ -4,6 +4,7 @@
 #include "InterfaceTexts.h"
 #include "JetValues.h"
 #include "MdbOperation.h"
+#include "ProjectRows.h"
 #include "Trace.h"
 
 #include <SQLiteCpp/Database.h>
@@ -113,48 +114,6 @@ void bindOptionalText(SQLite::Statement& statement, int index, const QString& va
     Jet::bindText(statement, index, value.isNull() ? QStringLiteral("") : value);
 }
 
-ProjectRow readProject(const SQLite::Statement& row)
-{
-    ProjectRow project;
-    project.KeyAuto = row.getColumn("KeyAuto").getInt64();
-    project.Nom = Jet::textOf(row.getColumn("Nom"));
-    project.ExpoTime = int(Jet::longOf(row.getColumn("ExpoTime")));
-    project.Paswd = Jet::textOf(row.getColumn("Paswd"));
-    return project;
-}
-
-SlideRow readSlide(const SQLite::Statement& row)
-{
-    const SlideRow d;
-    SlideRow s;
-    auto number = [&](const char* column, long long ifNull) { return Jet::longOf(row.getColumn(column), ifNull); };
-    auto flag = [&](const char* column, bool ifNull) { return Jet::boolOf(row.getColumn(column), ifNull); };
-    s.KeyAuto = row.getColumn("KeyAuto").getInt64();
-    s.KeyDescrip = row.getColumn("KeyDescrip").getInt64();
-    s.Ordre = int(number("Ordre", d.Ordre));
-    s.Path = Jet::textOf(row.getColumn("Path"));
-    s.PathMusic = Jet::textOf(row.getColumn("PathMusic"));
-    s.VolMusic = int(number("VolMusic", d.VolMusic));
-    s.VolMusicComment = int(number("VolMusicComment", d.VolMusicComment));
-    s.RehausMusic = flag("RehausMusic", d.RehausMusic);
-    s.RepetMusic = flag("RepetMusic", d.RepetMusic);
-    s.PathComment = Jet::textOf(row.getColumn("PathComment"));
-    s.VolComment = int(number("VolComment", d.VolComment));
-    s.RepetComment = flag("RepetComment", d.RepetComment);
-    s.Texte = Jet::textOf(row.getColumn("Texte"));
-    s.TexteAlign = int(number("TexteAlign", d.TexteAlign));
-    s.TexteMarge = int(number("TexteMarge", d.TexteMarge));
-    s.FontName = Jet::textOf(row.getColumn("FontName"));
-    s.FontSize = float(Jet::doubleOf(row.getColumn("FontSize"), d.FontSize));
-    s.FontBold = flag("FontBold", d.FontBold);
-    s.FontItalic = flag("FontItalic", d.FontItalic);
-    s.FontUnderline = flag("FontUnderline", d.FontUnderline);
-    s.ForeColor = qint32(number("ForeColor", d.ForeColor));
-    s.BackColor = qint32(number("BackColor", d.BackColor));
-    s.BackStyle = int(number("BackStyle", d.BackStyle));
-    return s;
-}
-
 // Binds the columns of SlideColumns to parameters 1..22.
 void bindSlide(SQLite::Statement& statement, const SlideRow& s, qint64 project, int ordre)
 {
@@ -201,7 +160,7 @@ std::optional<ProjectRow> projectRow(ClsMdb& db, qint64 key)
 {
     MdbQuery row = db.query("SELECT * FROM DiaporamaDesc WHERE KeyAuto = ?");
     row->bind(1, static_cast<int64_t>(key));
-    return row->executeStep() ? std::optional(readProject(*row)) : std::nullopt;
+    return row->executeStep() ? std::optional(ProjectRows::readProject(*row)) : std::nullopt;
 }
 
 // Runs a write of the project row; the unique index on Nom refusing a name says so by name.
@@ -269,7 +228,7 @@ QList<SlideRow> slidesOf(MdbQuery& rows)
 {
     QList<SlideRow> found;
     while (rows->executeStep())
-        found << readSlide(*rows);
+        found << ProjectRows::readSlide(*rows);
     return found;
 }
 
@@ -298,7 +257,7 @@ QList<ProjectRow> projects(ClsMdb& db)
         QList<ProjectRow> found;
         MdbQuery rows = db.query("SELECT * FROM DiaporamaDesc ORDER BY Nom, KeyAuto");
         while (rows->executeStep())
-            found << readProject(*rows);
+            found << ProjectRows::readProject(*rows);
         return found;
     });
 }
@@ -356,7 +315,7 @@ std::optional<ProjectRow> findProject(ClsMdb& db, const QString& nom)
         // The column's NOCASE collation makes "=" ignore ASCII case, as Jet did.
         MdbQuery row = db.query("SELECT * FROM DiaporamaDesc WHERE Nom = ? ORDER BY KeyAuto");
         Jet::bindText(*row, 1, nom);
-        return row->executeStep() ? std::optional(readProject(*row)) : std::nullopt;
+        return row->executeStep() ? std::optional(ProjectRows::readProject(*row)) : std::nullopt;
     });
 }
 
@@ -416,7 +375,7 @@ std::optional<SlideRow> slide(ClsMdb& db, qint64 key)
     return operation("Slide", nullptr, [&] {
         MdbQuery row = db.query("SELECT * FROM Diaporama WHERE Diaporama.KeyAuto = ?");
         row->bind(1, static_cast<int64_t>(key));
-        return row->executeStep() ? std::optional(readSlide(*row)) : std::nullopt;
+        return row->executeStep() ? std::optional(ProjectRows::readSlide(*row)) : std::nullopt;
     });
 }
 
@@ -516,7 +475,7 @@ std::optional<SlideRow> inForce(ClsMdb& db, qint64 project, int position, InForc
         MdbQuery row = db.query(sql);
         row->bind(1, static_cast<int64_t>(project));
         row->bind(2, position);
-        return row->executeStep() ? std::optional(readSlide(*row)) : std::nullopt;
+        return row->executeStep() ? std::optional(ProjectRows::readSlide(*row)) : std::nullopt;
     });
 }
 

@@ -195,12 +195,13 @@ private slots:
     }
 
     // Right goes on at once, Space holds the slide, Left comes back; the mouse shows the tool bar,
-    // which hides again after ToolsSec.
+    // which hides again after ToolsSec; with Cycle set, Right on the last slide starts again.
     void keysAndToolBar()
     {
         makeProject();
         QVERIFY(!QTest::currentTestFailed());
         s->configFile().setValue(QStringLiteral("Diaporama/ToolsSec"), 2);
+        s->configFile().setValue(QStringLiteral("Diaporama/Cycle"), 1);
         QProcess* player = startPlayer();
         QVERIFY2(waitForPlayerLog(QStringLiteral("DF Slide 1/4")), qPrintable(playerLog()));
         E2eSession::run(QStringLiteral("xdotool key Right"));
@@ -234,6 +235,14 @@ private slots:
         E2eSession::run(QStringLiteral("xdotool key Left"));
         QTRY_COMPARE_WITH_TIMEOUT(playerLog().count(QStringLiteral("DF Slide 1/4")), 2, 2000);
         QVERIFY(playerLog().contains(QStringLiteral("DF Resume")));
+
+        for (const char* slide : {"DF Slide 2/4", "DF Slide 3/4", "DF Slide 4/4", "DF Slide 1/4"}) {
+            const qsizetype before = playerLog().count(QLatin1String(slide));
+            E2eSession::run(QStringLiteral("xdotool key Right"));
+            QTRY_VERIFY_WITH_TIMEOUT(playerLog().count(QLatin1String(slide)) > before, 2000);
+        }
+        QVERIFY(playerLog().contains(QStringLiteral("DF Show starts again")));
+        QCOMPARE(player->state(), QProcess::Running);
         E2eSession::run(QStringLiteral("xdotool key Escape"));
         QVERIFY(player->waitForFinished(10000));
         QCOMPARE(player->exitCode(), 0);

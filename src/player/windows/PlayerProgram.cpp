@@ -167,6 +167,7 @@ int Run::play(const ProjectReader::Project& project)
     PlayerWindow::Options options;
     options.toolsHide = m_playerSettings.toolsHide;
     options.toolsSeconds = m_playerSettings.toolsSeconds;
+    options.cycle = m_playerSettings.cycle;
     options.timings = m_line.timings;
     PlayerWindow window(plan, renderer, loader, options);
     window.setWindowTitle(langText(TextTitle).arg(project.project.Nom));

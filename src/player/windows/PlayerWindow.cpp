@@ -83,6 +83,11 @@ void PlayerWindow::tick()
         return;
     const qint64 t = now();
     SlideshowPlan::Moment moment = m_clock.at(t);
+    if (moment.ended && m_options.cycle && m_plan.count() > 0) {
+        DEFILOR_TRACE(QStringLiteral("DF Show starts again"));
+        m_clock.start(t);
+        moment = m_clock.at(t);
+    }
     if (moment.ended) {
         end(0, QStringLiteral("DF End of show"));
         return;
@@ -118,7 +123,8 @@ void PlayerWindow::tick()
     } else {
         m_frameTimer.stop();
         m_from = QImage();
-        prefetch(moment.slide + 1); // only now: during a transition two layers are held already
+        // Only now: during a transition two layers are held already.
+        prefetch(m_options.cycle && moment.slide + 1 == m_plan.count() ? 0 : moment.slide + 1);
     }
     const PlannedSlide& slide = m_plan.slide(moment.slide);
     const qint64 wait = m_clock.untilShowTime(t, slide.startMs + slide.exposureMs);

@@ -31,6 +31,7 @@ public:
     {
         bool toolsHide = true;
         int toolsSeconds = 5;
+        bool cycle = false;   // after the last slide the show starts again, until Escape
         bool timings = false; // print on stderr when each slide reaches the screen
     };
 

@@ -135,6 +135,15 @@ QImage composePreview(const QImage& picture, const ProjectRow& project, const Sl
     return layer.scaled(PreviewBox, Qt::KeepAspectRatio, Qt::SmoothTransformation);
 }
 
+// The caption's margin is stored in twips; the user sees points, the unit of the font sizes.
+constexpr int TwipsPerPoint = 20;
+constexpr int MaxMarginPoints = 750;
+
+int marginPoints(int twips)
+{
+    return qBound(0, (twips + TwipsPerPoint / 2) / TwipsPerPoint, MaxMarginPoints);
+}
+
 } // namespace
 
 FrmAssistSon::FrmAssistSon(ClsMdb& db, QWidget* parent)
@@ -439,8 +448,8 @@ QWidget* FrmAssistSon::buildCaption()
     m_align = withTip(new QComboBox, 3273);
     m_align->addItems(langText(3272).split(QLatin1Char('|')));
     m_margin = withTip(new QSpinBox, 3277);
-    m_margin->setRange(0, 15000);
-    m_margin->setSingleStep(75);
+    m_margin->setRange(0, MaxMarginPoints);
+    m_margin->setSingleStep(5);
     m_margin->setSuffix(langText(3278));
     m_font = withTip(new QFontComboBox, 3279);
     m_fontSize = withTip(new QDoubleSpinBox, 3279);
@@ -878,7 +887,7 @@ void FrmAssistSon::showSlide()
     m_repetComment->setChecked(slide.RepetComment);
     m_text->setPlainText(slide.Texte);
     m_align->setCurrentIndex(qBound(0, slide.TexteAlign, 2));
-    m_margin->setValue(slide.TexteMarge);
+    m_margin->setValue(marginPoints(slide.TexteMarge));
     if (!slide.FontName.isEmpty())
         m_font->setCurrentFont(QFont(slide.FontName));
     m_fontSize->setValue(slide.FontSize > 0 ? slide.FontSize : 12);
@@ -911,7 +920,9 @@ void FrmAssistSon::storeSlide()
     slide.RepetComment = m_repetComment->isChecked();
     slide.Texte = m_text->toPlainText();
     slide.TexteAlign = m_align->currentIndex();
-    slide.TexteMarge = m_margin->value();
+    // A margin kept in finer steps than a point stays as it is until the user changes it.
+    if (m_margin->value() != marginPoints(slide.TexteMarge))
+        slide.TexteMarge = m_margin->value() * TwipsPerPoint;
     slide.FontName = m_font->currentFont().family();
     slide.FontSize = float(m_fontSize->value());
     slide.FontBold = m_bold->isChecked();
