@@ -10,6 +10,7 @@
 #include "FrmAssistSon.h"
 #include "ImageDecoder.h"
 #include "InterfaceTexts.h"
+#include "Mnemonics.h"
 #include "ProjectEditing.h"
 #include "ProjectStore.h"
 #include "SettingsTable.h"
@@ -184,6 +185,30 @@ private slots:
     }
 
     // A protected project shows "**"; deleting asks first, naming the project.
+    // Every control showing at once has its own Alt+letter, on each tab, in both languages.
+    void everyControlHasItsOwnKey_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::newRow("French") << QStringLiteral("FRA");
+        QTest::newRow("English") << QStringLiteral("ENG");
+    }
+
+    void everyControlHasItsOwnKey()
+    {
+        QFETCH(QString, language);
+        QVERIFY(interfaceTexts().load(language));
+        auto* window = new FrmAssistSon(mdb());
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        auto* tabs = window->findChild<QTabWidget*>();
+        QVERIFY(tabs && tabs->count() == 2);
+        for (int tab = 0; tab < tabs->count(); ++tab) {
+            tabs->setCurrentIndex(tab);
+            const QStringList clashes = Mnemonics::clashes(window);
+            QVERIFY2(clashes.isEmpty(), qPrintable(clashes.join(QLatin1Char('\n'))));
+        }
+    }
+
     void deleteAsksNamingTheProject()
     {
         const auto key = ProjectStore::addProject(mdb(), QStringLiteral("L'hiver"), 5, QStringLiteral("x"));
