@@ -7,7 +7,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${pr
 if(NOT result EQUAL 0)
     message(FATAL_ERROR "install failed: ${result}")
 endif()
-foreach(path bin/tapisol libexec/tapisol/tapisol-decoder share/metainfo/org.orvenne.Tapisol.metainfo.xml
+foreach(path bin/tapisol bin/defilor libexec/tapisol/tapisol-decoder share/metainfo/org.orvenne.Tapisol.metainfo.xml
         share/man/man1/tapisol.1 share/icons/hicolor/48x48/apps/tapisol.png share/icons/hicolor/512x512/apps/tapisol.png share/applications/tapisol.desktop share/icons/hicolor/scalable/apps/tapisol.svg
         share/tapisol/lang/FRA.lng share/tapisol/lang/ENG.lng share/tapisol/help/FRA/index.html
         share/tapisol/holidays.tsv)
