@@ -4,7 +4,8 @@
 #  - the time from the player's start to its first slide painted,
 #  - how far each slide change lands from its planned time (slides of EXPO seconds), against the
 #    goal of one 60 Hz frame,
-#  - the player's peak resident memory (its decoding helper apart, shown beside it).
+#  - the player's peak resident memory (its decoding helper apart, shown beside it);
+# beside feh, full screen on the same pictures (time to its first picture, its memory).
 #   bench/player.sh [N] [CHANGES] [RUNS]     (defaults 200, 12 and 3; BUILD_DIR defaults to build)
 # PHOTOS=folder uses photo-NNNN.jpg files made earlier (bench/thumbnails.sh keeps them in
 # $BUILD_DIR/bench/photos-6000x4000/); otherwise they are made there (a few minutes the first time).
@@ -46,12 +47,40 @@ if [[ ${1:-} == --inner ]]; then
     exit 0
 fi
 
+if [[ ${1:-} == --peer-inner ]]; then
+    # Inside the display: feh on the same pictures, full screen, the same time per slide. It
+    # decodes the first picture before it makes its window, so the window's mapping is when the
+    # slide reaches the screen. Its peak memory is read over CHANGES slides.
+    list=$2
+    changes=$3
+    start=$(date +%s%3N)
+    feh --fullscreen --hide-pointer --slideshow-delay "$expo" --filelist "$list" 2>/dev/null &
+    peer=$!
+    until xdotool search --onlyvisible --class feh >/dev/null 2>&1; do
+        kill -0 "$peer" 2>/dev/null || { echo "feh ended before its first picture" >&2; exit 1; }
+        sleep 0.005
+    done
+    shown=$(date +%s%3N)
+    peak=0
+    end=$((shown + changes * expo * 1000))
+    while (($(date +%s%3N) < end)) && kill -0 "$peer" 2>/dev/null; do
+        rss=$(awk '/^VmHWM/ {print $2}' "/proc/$peer/status" 2>/dev/null || echo 0)
+        if ((rss > peak)); then peak=$rss; fi
+        sleep 0.1
+    done
+    kill "$peer" 2>/dev/null || true
+    wait "$peer" 2>/dev/null || true
+    echo "first $((shown - start))"
+    echo "peak $peak"
+    exit 0
+fi
+
 count=${1:-200}
 changes=${2:-12}
 runs=${3:-3}
 
 need=()
-for pkg in xvfb imagemagick dbus procps; do
+for pkg in xvfb imagemagick dbus procps xdotool feh; do
     dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed' || need+=("$pkg")
 done
 if ((${#need[@]})); then
@@ -113,14 +142,25 @@ for ((run = 1; run <= runs; run++)); do
     firsts+=("$first") worst+=("$worst_ms") means+=("$mean_ms") peaks+=("$peak") helpers+=("$helper")
 done
 
+# The peer: feh, the same pictures and display.
+for ((i = 0; i < count; i++)); do echo "$(realpath "$photos")/photo-$(printf %04d "$i").jpg"; done >"$work/list"
+peer_firsts=() peer_peaks=()
+for ((run = 1; run <= runs; run++)); do
+    TAPISOL_XVFB_SCREEN=1920x1080x24 "$root/tests/e2e/with-display.sh" "$0" --peer-inner "$work/list" "$changes" \
+        >"$work/peer" 2>"$work/display.log" || { cat "$work/display.log" >&2; exit 1; }
+    peer_firsts+=("$(awk '/^first/ {print $2}' "$work/peer")")
+    peer_peaks+=("$(awk '/^peak/ {print int($2 / 1024)}' "$work/peer")")
+    printf 'feh run %d: first slide %d ms, RSS %d MiB\n' "$run" "${peer_firsts[-1]}" "${peer_peaks[-1]}" >&2
+done
+
 best() { printf '%s\n' "$@" | sort -n | head -n1; }
 most() { printf '%s\n' "$@" | sort -n | tail -n1; }
 echo
-echo "defilor, $count slides of 6000×4000 JPEGs, ${expo} s each, 1920×1080, $runs runs"
-printf '%-42s %10s %10s\n' "" "measured" "goal"
-printf '%-42s %7s ms %7s ms\n' "start to first slide (best run)" "$(best "${firsts[@]}")" 400
-printf '%-42s %7s ms %7s ms\n' "start to first slide (worst run)" "$(most "${firsts[@]}")" 400
-printf '%-42s %7s ms %7s ms\n' "slide change off its time (worst)" "$(most "${worst[@]}")" 17
-printf '%-42s %7s ms %10s\n' "slide change off its time (mean, worst run)" "$(most "${means[@]}")" ""
-printf '%-42s %6s MiB %6s MiB\n' "player's peak RSS" "$(most "${peaks[@]}")" 150
-printf '%-42s %6s MiB %10s\n' "decoding helper's peak RSS" "$(most "${helpers[@]}")" ""
+echo "defilor and feh $(dpkg-query -W -f='${Version}' feh), $count slides of 6000×4000 JPEGs, ${expo} s each, 1920×1080, $runs runs"
+printf '%-42s %10s %10s %10s\n' "" "defilor" "feh" "goal"
+printf '%-42s %7s ms %7s ms %7s ms\n' "start to first slide (best run)" "$(best "${firsts[@]}")" "$(best "${peer_firsts[@]}")" 400
+printf '%-42s %7s ms %7s ms %7s ms\n' "start to first slide (worst run)" "$(most "${firsts[@]}")" "$(most "${peer_firsts[@]}")" 400
+printf '%-42s %7s ms %10s %7s ms\n' "slide change off its time (worst)" "$(most "${worst[@]}")" "" 17
+printf '%-42s %7s ms %10s %10s\n' "slide change off its time (mean, worst run)" "$(most "${means[@]}")" "" ""
+printf '%-42s %6s MiB %6s MiB %6s MiB\n' "peak RSS" "$(most "${peaks[@]}")" "$(most "${peer_peaks[@]}")" 150
+printf '%-42s %6s MiB %10s %10s\n' "defilor's decoding helper's peak RSS" "$(most "${helpers[@]}")" "" ""

@@ -33,7 +33,7 @@ test_packages=(
 )
 # The peers the benchmarks under bench/ compare with.
 bench_packages=(
-    libvips-tools libjpeg-turbo-progs time
+    libvips-tools libjpeg-turbo-progs time feh
 )
 
 wanted=("${build_packages[@]}")
