@@ -3,6 +3,7 @@
 // saved with Ctrl+S and found again in the same order; the preview follows the caption; deleting a
 // project asks first, naming it; and a spoken comment recorded from a PulseAudio null sink's
 // monitor, checked for its length and for sound (run through with-pulse.sh; skipped otherwise).
+#include "AppState.h"
 #include "ClsMdb.h"
 #include "ClsRegistry.h"
 #include "CommentRecorder.h"
@@ -15,19 +16,23 @@
 #include "ProjectStore.h"
 #include "SettingsTable.h"
 #include "SlideStripModel.h"
+#include "SoundService.h"
 #include "TempXdgHome.h"
 
 #include <QApplication>
+#include <QAudioDevice>
 #include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMediaDevices>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QTimer>
+#include <QToolButton>
 #include <QTreeWidget>
 #include <QtTest>
 
@@ -312,6 +317,19 @@ private slots:
         QVERIFY2(seconds > 1.8 && seconds < 2.6, qPrintable(report));
         QVERIFY2(rms > 0.05, qPrintable(report)); // a tone, not silence
         QVERIFY(window->nextCommentFile().endsWith(QStringLiteral("Voix 002.ogg")));
+
+        // The listen button plays the new comment, and a second press stops it. The null sink is
+        // an output, as the program's start finds it.
+        appState().soundCard = !QMediaDevices::audioOutputs().isEmpty();
+        QVERIFY(appState().soundCard);
+        answerNext({}, QMessageBox::Ok);
+        auto* listen = window->findChild<QToolButton*>(QStringLiteral("listenComment"));
+        QVERIFY(listen->isEnabled());
+        QTest::mouseClick(listen, Qt::LeftButton);
+        QTRY_VERIFY2(SoundService::instance().isPlaying(), qPrintable(m_seenMessage));
+        QCOMPARE(SoundService::instance().currentFile(), file);
+        QTest::mouseClick(listen, Qt::LeftButton);
+        QVERIFY(!SoundService::instance().isPlaying());
     }
 };
 

@@ -17,6 +17,7 @@
 #include "SlideStripModel.h"
 #include "SlideThumbnailer.h"
 #include "SlideshowPlan.h"
+#include "SoundService.h"
 #include "Trace.h"
 #include "WindowPositions.h"
 
@@ -49,6 +50,7 @@
 #include <QShortcut>
 #include <QSpinBox>
 #include <QSplitter>
+#include <QStyle>
 #include <QTabWidget>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -376,7 +378,7 @@ QWidget* FrmAssistSon::buildSound()
         spin->setSuffix(QStringLiteral(" %"));
         return spin;
     };
-    const auto fileRow = [this](QLineEdit* edit, bool comment) {
+    const auto fileRow = [this](QLineEdit* edit, bool comment, QToolButton* listen) {
         auto* row = new QHBoxLayout;
         edit->setClearButtonEnabled(true);
         row->addWidget(edit, 1);
@@ -384,6 +386,7 @@ QWidget* FrmAssistSon::buildSound()
         browse->setText(QStringLiteral("…"));
         connect(browse, &QToolButton::clicked, this, [this, edit, comment] { chooseFile(edit, comment); });
         row->addWidget(browse);
+        row->addWidget(listen);
         return row;
     };
 
@@ -391,9 +394,11 @@ QWidget* FrmAssistSon::buildSound()
     auto* musicForm = new QFormLayout(musicBox);
     m_music = withTip(new QLineEdit, 3249);
     m_music->setObjectName(QStringLiteral("music"));
-    musicForm->addRow(fileRow(m_music, false));
     m_volMusic = volume(3252);
     m_volMusicComment = volume(3253);
+    m_listenMusic = new QToolButton;
+    m_listenMusic->setObjectName(QStringLiteral("listenMusic"));
+    musicForm->addRow(fileRow(m_music, false, m_listenMusic));
     musicForm->addRow(langText(3251), m_volMusic);
     musicForm->addRow(langText(3254), m_volMusicComment);
     m_repetMusic = withTip(new QCheckBox(langText(3255)), 3256);
@@ -408,8 +413,10 @@ QWidget* FrmAssistSon::buildSound()
     auto* commentForm = new QFormLayout(commentBox);
     m_comment = withTip(new QLineEdit, 3260);
     m_comment->setObjectName(QStringLiteral("comment"));
-    commentForm->addRow(fileRow(m_comment, true));
     m_volComment = volume(3266);
+    m_listenComment = new QToolButton;
+    m_listenComment->setObjectName(QStringLiteral("listenComment"));
+    commentForm->addRow(fileRow(m_comment, true, m_listenComment));
     commentForm->addRow(langText(3251), m_volComment);
     m_repetComment = withTip(new QCheckBox(langText(3255)), 3267);
     m_record = button(3268, 3269);
@@ -429,8 +436,14 @@ QWidget* FrmAssistSon::buildSound()
     layout->addWidget(musicBox, 1);
     layout->addWidget(commentBox, 1);
 
-    for (QLineEdit* edit : {m_music, m_comment})
+    for (QLineEdit* edit : {m_music, m_comment}) {
         connect(edit, &QLineEdit::textChanged, this, &FrmAssistSon::storeSlide);
+        connect(edit, &QLineEdit::textChanged, this, &FrmAssistSon::updateListenButtons);
+    }
+    connect(m_listenMusic, &QToolButton::clicked, this, [this] { toggleListening(m_music, m_volMusic); });
+    connect(m_listenComment, &QToolButton::clicked, this, [this] { toggleListening(m_comment, m_volComment); });
+    connect(&SoundService::instance(), &SoundService::finished, this, &FrmAssistSon::updateListenButtons);
+    updateListenButtons();
     for (QSpinBox* spin : {m_volMusic, m_volMusicComment, m_volComment})
         connect(spin, &QSpinBox::valueChanged, this, &FrmAssistSon::storeSlide);
     for (QCheckBox* check : {m_repetMusic, m_rehausMusic, m_repetComment})
@@ -1009,6 +1022,53 @@ void FrmAssistSon::playPreview()
         messageBox(this, QMessageBox::Warning, langText(3291).arg(error), QMessageBox::Ok, QMessageBox::Ok);
 }
 
+// --- listening --------------------------------------------------------------------------------
+
+void FrmAssistSon::toggleListening(QLineEdit* edit, QSpinBox* volume)
+{
+    SoundService& sound = SoundService::instance();
+    const QString file = edit->text().trimmed();
+    const bool thisOne = sound.isPlaying() && sound.currentFile() == file;
+    stopListening();
+    if (!thisOne && !file.isEmpty()) {
+        QString refusal;
+        if (!QFileInfo(file).isFile())
+            refusal = langText(3240).arg(file);
+        else if (!SoundService::unplayable(file).isEmpty())
+            refusal = langText(3183).arg(file);
+        else if (sound.quietAll())
+            refusal = langText(3182);
+        else if (!appState().soundCard)
+            refusal = langText(3184);
+        else if (sound.play({file}, 0, volume->value()))
+            m_listening = file;
+        if (!refusal.isEmpty())
+            messageBox(this, QMessageBox::Information, refusal, QMessageBox::Ok, QMessageBox::Ok);
+        TAPISOL_TRACE(QStringLiteral("DI Listen ") + file);
+    }
+    updateListenButtons();
+}
+
+void FrmAssistSon::stopListening()
+{
+    SoundService& sound = SoundService::instance();
+    if (!m_listening.isEmpty() && sound.isPlaying() && sound.currentFile() == m_listening)
+        sound.stopAll();
+    m_listening.clear();
+    updateListenButtons();
+}
+
+void FrmAssistSon::updateListenButtons()
+{
+    const SoundService& sound = SoundService::instance();
+    for (auto [button, edit] : {std::pair {m_listenMusic, m_music}, std::pair {m_listenComment, m_comment}}) {
+        const bool playing = sound.isPlaying() && sound.currentFile() == edit->text().trimmed();
+        button->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay));
+        button->setToolTip(langText(playing ? 3181 : 3180));
+        button->setEnabled(!edit->text().trimmed().isEmpty() && !m_recorder->isRecording());
+    }
+}
+
 // --- recording --------------------------------------------------------------------------------
 
 QString FrmAssistSon::nextCommentFile() const
@@ -1042,6 +1102,7 @@ void FrmAssistSon::toggleRecording()
             return;
         }
     }
+    stopListening(); // the microphone would hear it
     QString error;
     if (!m_recorder->start(file, &error)) {
         m_recordState->setText(error);
@@ -1146,6 +1207,7 @@ void FrmAssistSon::closeEvent(QCloseEvent* event)
         event->ignore();
         return;
     }
+    stopListening();
     WindowPositions::save(registry(), objectName(), geometry());
     QWidget::closeEvent(event);
 }

@@ -20,6 +20,7 @@ class QListView;
 class QPlainTextEdit;
 class QPushButton;
 class QSpinBox;
+class QToolButton;
 class QTreeWidget;
 class SlideStripModel;
 class SlideThumbnailer;
@@ -87,6 +88,11 @@ private:
     void previewDecoded(const QString& path, const QImage& image);
     void playPreview();
     void toggleRecording();
+    /// Plays the music or the comment file of the slide at its volume; a second press stops it.
+    void toggleListening(QLineEdit* edit, QSpinBox* volume);
+    void updateListenButtons();
+    /// Stops the sound started by a listen button, and only that one.
+    void stopListening();
     void recordingEnded(const QString& file, const QString& error);
     void updateActions();
     void updateTitle();
@@ -119,6 +125,9 @@ private:
     QSpinBox* m_volComment = nullptr;
     QCheckBox* m_repetComment = nullptr;
     QPushButton* m_record = nullptr;
+    QToolButton* m_listenMusic = nullptr;
+    QToolButton* m_listenComment = nullptr;
+    QString m_listening; // the file a listen button started
     QLabel* m_recordState = nullptr;
 
     QPlainTextEdit* m_text = nullptr;
