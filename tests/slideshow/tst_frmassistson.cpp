@@ -123,6 +123,8 @@ private slots:
         QCOMPARE(window->editing().project().Nom, QStringLiteral("Été à Rome"));
 
         QCOMPARE(window->addFolder(m_pictures), 5);
+        // Nothing to listen to while the slide has no sound.
+        QVERIFY(!window->findChild<QToolButton*>(QStringLiteral("listenMusic"))->isEnabled());
         auto* view = window->findChild<QListView*>(QStringLiteral("filmstrip"));
         const QAbstractItemModel* strip = view->model();
         QCOMPARE(order(strip), (QStringList {"p1", "p2", "p3", "p4", "p5"}));

@@ -44,6 +44,7 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -144,6 +145,23 @@ constexpr int MaxMarginPoints = 750;
 int marginPoints(int twips)
 {
     return qBound(0, (twips + TwipsPerPoint / 2) / TwipsPerPoint, MaxMarginPoints);
+}
+
+// The style's own icon, faded when the button is disabled: some styles draw both the same.
+QIcon fadedWhenDisabled(const QIcon& icon, QSize size)
+{
+    const QPixmap normal = icon.pixmap(size);
+    QPixmap faded(normal.size());
+    faded.setDevicePixelRatio(normal.devicePixelRatio());
+    faded.fill(Qt::transparent);
+    QPainter painter(&faded);
+    painter.setOpacity(0.35);
+    painter.drawPixmap(0, 0, normal);
+    painter.end();
+    QIcon result;
+    result.addPixmap(normal, QIcon::Normal);
+    result.addPixmap(faded, QIcon::Disabled);
+    return result;
 }
 
 } // namespace
@@ -1063,7 +1081,8 @@ void FrmAssistSon::updateListenButtons()
     const SoundService& sound = SoundService::instance();
     for (auto [button, edit] : {std::pair {m_listenMusic, m_music}, std::pair {m_listenComment, m_comment}}) {
         const bool playing = sound.isPlaying() && sound.currentFile() == edit->text().trimmed();
-        button->setIcon(style()->standardIcon(playing ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay));
+        button->setIcon(fadedWhenDisabled(
+            style()->standardIcon(playing ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay), button->iconSize()));
         button->setToolTip(langText(playing ? 3181 : 3180));
         button->setEnabled(!edit->text().trimmed().isEmpty() && !m_recorder->isRecording());
     }
