@@ -84,6 +84,23 @@ QString E2eSession::run(const QString& commandLine, const QStringList& more)
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 
+QString E2eSession::sql(const QString& database, const QString& statement)
+{
+    return run(QStringLiteral("sqlite3 -cmd"), {QStringLiteral(".timeout 5000"), database, statement});
+}
+
+void E2eSession::keys(const QString& list)
+{
+    run(QStringLiteral("xdotool key --delay 60 ") + list);
+    QTest::qWait(400);
+}
+
+void E2eSession::type(const QString& text)
+{
+    run(QStringLiteral("xdotool type --delay 20"), {text});
+    QTest::qWait(300);
+}
+
 bool E2eSession::pressReturnIn(const QString& pattern, bool wait)
 {
     const QString search = wait ? QStringLiteral("xdotool search --sync --onlyvisible --name")

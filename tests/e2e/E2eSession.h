@@ -41,6 +41,13 @@ public:
 
     /// Runs a tool with space-separated arguments (`more` for those with spaces); its output.
     static QString run(const QString& commandLine, const QStringList& more = {});
+    /// Runs one SQL statement on `database` with the sqlite3 shell (waiting up to 5 s for a lock);
+    /// its output.
+    static QString sql(const QString& database, const QString& statement);
+    /// Key presses (xdotool names, space-separated) and typed text, each followed by a short
+    /// pause for the window to answer.
+    static void keys(const QString& list);
+    static void type(const QString& text);
     /// Presses Return in the first visible window whose name matches `pattern`, waiting for one
     /// when `wait` is set; false when there was none.
     static bool pressReturnIn(const QString& pattern, bool wait = true);

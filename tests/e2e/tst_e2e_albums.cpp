@@ -14,23 +14,6 @@ namespace {
 const QList<QColor> Colours = {QColor(200, 30, 30), QColor(30, 160, 40), QColor(40, 60, 200), QColor(230, 200, 20),
     QColor(20, 190, 200), QColor(170, 40, 170)};
 
-QString sql(const QString& database, const QString& statement)
-{
-    return E2eSession::run(QStringLiteral("sqlite3 -cmd"), {QStringLiteral(".timeout 5000"), database, statement});
-}
-
-void keys(const QString& list)
-{
-    E2eSession::run(QStringLiteral("xdotool key --delay 60 ") + list);
-    QTest::qWait(400);
-}
-
-void type(const QString& text)
-{
-    E2eSession::run(QStringLiteral("xdotool type --delay 20"), {text});
-    QTest::qWait(300);
-}
-
 QImage screenshot(const QString& file)
 {
     E2eSession::run(QStringLiteral("import -window root"), {file});
@@ -87,31 +70,32 @@ private slots:
         QVERIFY(!window.isEmpty());
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {window});
         QTest::qWait(500);
-        keys(QStringLiteral("ctrl+shift+n")); // a new album, its name being edited
-        type(QStringLiteral("Vacances d'été"));
-        keys(QStringLiteral("Return ctrl+n")); // a page in it
-        type(QStringLiteral("Bretagne"));
-        keys(QStringLiteral("Return"));
+        E2eSession::keys(QStringLiteral("ctrl+shift+n")); // a new album, its name being edited
+        E2eSession::type(QStringLiteral("Vacances d'été"));
+        E2eSession::keys(QStringLiteral("Return ctrl+n")); // a page in it
+        E2eSession::type(QStringLiteral("Bretagne"));
+        E2eSession::keys(QStringLiteral("Return"));
         const QString database = s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb");
-        QTRY_COMPARE_WITH_TIMEOUT(sql(database,
+        QTRY_COMPARE_WITH_TIMEOUT(E2eSession::sql(database,
                                       QStringLiteral("SELECT a.Nom, p.Nom FROM Albums a JOIN AlbumPagesRel r ON "
                                                      "r.KeyAlbum = a.KeyAuto JOIN AlbumPages p ON p.KeyAuto = "
                                                      "r.KeyPages")),
             QStringLiteral("Vacances d'été|Bretagne"), 5000);
 
         // The folder picker: the path typed into its name field, sub-folders included.
-        keys(QStringLiteral("ctrl+shift+o"));
+        E2eSession::keys(QStringLiteral("ctrl+shift+o"));
         const QString picker = E2eSession::run(QStringLiteral("timeout 20 xdotool search --sync --onlyvisible --name"),
             {QStringLiteral("Voyage|Bretagne")})
                                    .section(QLatin1Char('\n'), 0, 0);
         QVERIFY(!picker.isEmpty());
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {picker});
-        keys(QStringLiteral("ctrl+a"));
-        type(folder);
-        keys(QStringLiteral("Escape")); // the completion list, not the dialog
-        keys(QStringLiteral("Return"));
+        E2eSession::keys(QStringLiteral("ctrl+a"));
+        E2eSession::type(folder);
+        E2eSession::keys(QStringLiteral("Escape")); // the completion list, not the dialog
+        E2eSession::keys(QStringLiteral("Return"));
         QVERIFY(s->waitForLog(QStringLiteral("AB Added, 0 failures")));
-        QCOMPARE(sql(database, QStringLiteral("SELECT count(*) FROM AlbumPicturesRel")), QStringLiteral("6"));
+        QCOMPARE(
+            E2eSession::sql(database, QStringLiteral("SELECT count(*) FROM AlbumPicturesRel")), QStringLiteral("6"));
         QTest::qWait(1000);
         const QImage grid = screenshot(s->home().path() + QStringLiteral("/grid.png"));
         if (qEnvironmentVariableIsSet("TAPISOL_E2E_SHOTS"))
@@ -126,10 +110,11 @@ private slots:
         // Tools menu, first item: this page becomes the source; the window closes with Ctrl+W.
         // Without a window manager the keyboard does not come back by itself from the picker.
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {window});
-        keys(QStringLiteral("alt+%1").arg(language == QLatin1String("FRA") ? QLatin1Char('o') : QLatin1Char('t')));
-        keys(QStringLiteral("Return"));
+        E2eSession::keys(
+            QStringLiteral("alt+%1").arg(language == QLatin1String("FRA") ? QLatin1Char('o') : QLatin1Char('t')));
+        E2eSession::keys(QStringLiteral("Return"));
         QVERIFY(s->waitForLog(QStringLiteral("AB Source album")));
-        keys(QStringLiteral("ctrl+w"));
+        E2eSession::keys(QStringLiteral("ctrl+w"));
         QVERIFY(s->waitForLog(QStringLiteral("AB Close")));
         QTRY_VERIFY_WITH_TIMEOUT(
             isOneOf(screenshot(s->home().path() + QStringLiteral("/after.png")).pixelColor(683, 384)), 15000);

@@ -11,23 +11,6 @@
 
 namespace {
 
-QString sql(const QString& database, const QString& statement)
-{
-    return E2eSession::run(QStringLiteral("sqlite3 -cmd"), {QStringLiteral(".timeout 5000"), database, statement});
-}
-
-void keys(const QString& list)
-{
-    E2eSession::run(QStringLiteral("xdotool key --delay 60 ") + list);
-    QTest::qWait(400);
-}
-
-void type(const QString& text)
-{
-    E2eSession::run(QStringLiteral("xdotool type --delay 20"), {text});
-    QTest::qWait(300);
-}
-
 QString findWindow(const QString& pattern)
 {
     return E2eSession::run(QStringLiteral("timeout 20 xdotool search --sync --onlyvisible --name"), {pattern})
@@ -92,46 +75,46 @@ private slots:
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {window});
         QTest::qWait(500);
 
-        keys(QStringLiteral("alt+n")); // New…: the name asked for
+        E2eSession::keys(QStringLiteral("alt+n")); // New…: the name asked for
         QVERIFY(!findWindow(title).isEmpty());
-        keys(QStringLiteral("ctrl+a"));
-        type(QStringLiteral("Plages d'été"));
-        keys(QStringLiteral("Return"));
+        E2eSession::keys(QStringLiteral("ctrl+a"));
+        E2eSession::type(QStringLiteral("Plages d'été"));
+        E2eSession::keys(QStringLiteral("Return"));
 
         // Without a window manager the keyboard does not come back by itself from a dialog.
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {window});
-        keys(folderKey); // Add a folder…: the path typed into the picker's name field
+        E2eSession::keys(folderKey); // Add a folder…: the path typed into the picker's name field
         const QString dialog = findWindow(picker);
         QVERIFY(!dialog.isEmpty());
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {dialog});
-        keys(QStringLiteral("ctrl+a"));
-        type(folder);
-        keys(QStringLiteral("Escape")); // the completion list, not the dialog
-        keys(QStringLiteral("Return"));
+        E2eSession::keys(QStringLiteral("ctrl+a"));
+        E2eSession::type(folder);
+        E2eSession::keys(QStringLiteral("Escape")); // the completion list, not the dialog
+        E2eSession::keys(QStringLiteral("Return"));
         QTest::qWait(1500); // the filmstrip's thumbnails
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {window});
         if (qEnvironmentVariableIsSet("TAPISOL_E2E_SHOTS")) {
             E2eSession::run(QStringLiteral("import -window root"),
                 {qEnvironmentVariable("TAPISOL_E2E_SHOTS") + QStringLiteral("/assistant-%1.png").arg(language)});
         }
-        keys(QStringLiteral("ctrl+s"));
+        E2eSession::keys(QStringLiteral("ctrl+s"));
 
         const QString database = s->home().tapisolDataDir() + QStringLiteral("Tapisol.mdb");
-        QTRY_COMPARE_WITH_TIMEOUT(sql(database,
+        QTRY_COMPARE_WITH_TIMEOUT(E2eSession::sql(database,
                                       QStringLiteral("SELECT group_concat(d.Path, '|') FROM (SELECT Path FROM "
                                                      "Diaporama d JOIN DiaporamaDesc p ON d.KeyDescrip = p.KeyAuto "
                                                      "WHERE p.Nom = 'Plages d''été' ORDER BY d.Ordre) d")),
             QStringLiteral("%1/plage 1.jpg|%1/plage 2.jpg|%1/plage 3.jpg").arg(folder), 5000);
 
         // Saved, so Escape closes at once; command 5 brings the window back with the project.
-        keys(QStringLiteral("Escape"));
+        E2eSession::keys(QStringLiteral("Escape"));
         QTRY_VERIFY_WITH_TIMEOUT(
             E2eSession::run(QStringLiteral("xdotool search --onlyvisible --name"), {title}).isEmpty(), 5000);
         QVERIFY(s->command(5));
         QVERIFY(!findWindow(QStringLiteral("^") + title).isEmpty());
         QVERIFY(s->waitForLog(QStringLiteral("DI Assistant open"), 2));
         QVERIFY(s->exit(tapisol));
-        QCOMPARE(sql(database, QStringLiteral("SELECT count(*) FROM DiaporamaDesc")), QStringLiteral("1"));
+        QCOMPARE(E2eSession::sql(database, QStringLiteral("SELECT count(*) FROM DiaporamaDesc")), QStringLiteral("1"));
     }
 };
 

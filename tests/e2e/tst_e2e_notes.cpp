@@ -16,11 +16,6 @@ double oaDate(const QDateTime& local)
     return double(days) + local.time().msecsSinceStartOfDay() / 86400000.0;
 }
 
-QString sql(const QString& database, const QString& statement)
-{
-    return E2eSession::run(QStringLiteral("sqlite3 -cmd"), {QStringLiteral(".timeout 5000"), database, statement});
-}
-
 } // namespace
 
 class TestE2eNotes : public E2eTest
@@ -47,9 +42,9 @@ class TestE2eNotes : public E2eTest
                                    .arg(cutOut ? -1 : 0)
                                    .arg(opacity)
                                    .arg(opacity < 255 ? -1 : 0);
-        const QString numero = sql(database(), insert);
+        const QString numero = E2eSession::sql(database(), insert);
         if (!text.isEmpty()) {
-            sql(database(),
+            E2eSession::sql(database(),
                 QStringLiteral("INSERT INTO AlarmeTxt (NumeroNote, ObjType, Texte, TxtAlign, TxtForeColor, "
                                "TxtShowShadow, TxtFontName, TxtFontSize, TxtFontBold, TxtMoving) "
                                "VALUES (%1, 1, '%2', 5, 0, 0, 'DejaVu Sans', 40, -1, 1)")
@@ -118,8 +113,8 @@ private slots:
         const QString cut = addAlarm(3, QRect(500, 300, 400, 200), 255, true, QStringLiteral("BBBB"));
         QVERIFY(s->waitForLog(QStringLiteral("AL Show ") + half));
         QVERIFY(s->waitForLog(QStringLiteral("AL Show ") + cut));
-        QCOMPARE(
-            sql(database(), QStringLiteral("SELECT Active FROM Agenda WHERE Numero = ") + half), QStringLiteral("0"));
+        QCOMPARE(E2eSession::sql(database(), QStringLiteral("SELECT Active FROM Agenda WHERE Numero = ") + half),
+            QStringLiteral("0"));
 
         const QString halfWindow = windowOf(QString());
         QVERIFY(!halfWindow.isEmpty());
@@ -141,17 +136,18 @@ private slots:
             dark += with.pixelColor(x, 400).lightness() < 40 ? 1 : 0;
         QVERIFY2(dark > 10, "the text is not drawn");
 
-        const QString date = sql(database(), QStringLiteral("SELECT Date FROM Agenda WHERE Numero = ") + half);
+        const QString date
+            = E2eSession::sql(database(), QStringLiteral("SELECT Date FROM Agenda WHERE Numero = ") + half);
         E2eSession::run(QStringLiteral("xdotool windowactivate --sync"), {halfWindow});
         E2eSession::run(QStringLiteral("xdotool key --window"), {halfWindow, QStringLiteral("Escape")});
         QVERIFY(s->waitForLog(QStringLiteral("AL Close ") + half));
-        QCOMPARE(
-            sql(database(), QStringLiteral("SELECT Date - %1, Active FROM Agenda WHERE Numero = %2").arg(date, half)),
+        QCOMPARE(E2eSession::sql(database(),
+                     QStringLiteral("SELECT Date - %1, Active FROM Agenda WHERE Numero = %2").arg(date, half)),
             QStringLiteral("7.0|-1"));
         QVERIFY(s->exit(tapisol));
         // The window still open at the end comes back at the next start.
-        QCOMPARE(
-            sql(database(), QStringLiteral("SELECT Active FROM Agenda WHERE Numero = ") + cut), QStringLiteral("-1"));
+        QCOMPARE(E2eSession::sql(database(), QStringLiteral("SELECT Active FROM Agenda WHERE Numero = ") + cut),
+            QStringLiteral("-1"));
     }
 };
 
@@ -203,7 +199,7 @@ void TestE2eNotes::noteWrittenInTheEditorOpensOnTime()
     clickIn(editor, 474, 111); // mode: every week, the second
     keys(QStringLiteral("Down Return"));
     keys(QStringLiteral("ctrl+s"));
-    QTRY_COMPARE_WITH_TIMEOUT(sql(database(),
+    QTRY_COMPARE_WITH_TIMEOUT(E2eSession::sql(database(),
                                   QStringLiteral("SELECT Comportement, Frequence, Active, Transparence, "
                                                  "TransparenceApply, Decoupage, DecoupBkColor FROM Agenda")),
         QStringLiteral("1|1|-1|245|-1|-1|16777215"), 5000);
@@ -228,11 +224,11 @@ void TestE2eNotes::noteWrittenInTheEditorOpensOnTime()
         dark += with.pixelColor(x, 96 + 159).lightness() < 60 ? 1 : 0;
     QVERIFY2(dark > 10, "the note's text is not on screen");
 
-    const double day = sql(database(), QStringLiteral("SELECT Date FROM Agenda")).toDouble();
+    const double day = E2eSession::sql(database(), QStringLiteral("SELECT Date FROM Agenda")).toDouble();
     E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {alarm});
     keys(QStringLiteral("Escape"));
     QVERIFY(s->waitForLog(QStringLiteral("AL Close")));
-    QCOMPARE(sql(database(), QStringLiteral("SELECT Date - %1, Active FROM Agenda").arg(day, 0, 'f', 1)),
+    QCOMPARE(E2eSession::sql(database(), QStringLiteral("SELECT Date - %1, Active FROM Agenda").arg(day, 0, 'f', 1)),
         QStringLiteral("7.0|-1"));
     QVERIFY(s->exit(tapisol));
 }
