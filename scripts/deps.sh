@@ -16,7 +16,7 @@ build_packages=(
     libjpeg62-turbo-dev libheif-dev libwmf-dev libemf2svg-dev fonts-urw-base35
     gstreamer1.0-plugins-good gstreamer1.0-plugins-base gstreamer1.0-pulseaudio
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
-    xdg-utils librsvg2-bin libglib2.0-dev python3-holidays libblkid-dev zlib1g-dev
+    xdg-utils librsvg2-bin libglib2.0-dev python3-holidays libblkid-dev zlib1g-dev qt6-translations-l10n
 )
 package_packages=(
     debhelper dpkg-dev fakeroot lintian appstream desktop-file-utils

@@ -3,11 +3,65 @@
 #include "AppPaths.h"
 #include "Trace.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QScopeGuard>
 #include <QStringConverter>
+#include <QTranslator>
+
+#include <memory>
 
 namespace {
+
+// The language of an interface code, for the words Qt itself shows (standard buttons, the file
+// dialog, key names in menus); C for a language Qt has no name for here.
+QLocale::Language qtLanguageOf(const QString& code)
+{
+    static const QHash<QString, QLocale::Language> languages {
+        {QStringLiteral("FRA"), QLocale::French},
+        {QStringLiteral("ENG"), QLocale::English},
+        {QStringLiteral("DEU"), QLocale::German},
+        {QStringLiteral("ESP"), QLocale::Spanish},
+        {QStringLiteral("ITA"), QLocale::Italian},
+        {QStringLiteral("NLD"), QLocale::Dutch},
+        {QStringLiteral("PTG"), QLocale::Portuguese},
+    };
+    return languages.value(code, QLocale::C);
+}
+
+// Puts Qt's own texts in the interface language, so that a French window does not show "Cancel"
+// or "Del". Without Qt's translation files (or for English) Qt keeps its English words.
+void followWithQtTexts(const QString& code)
+{
+    static std::unique_ptr<QTranslator> installed;
+    if (!QCoreApplication::instance())
+        return;
+    // Installing or removing a translation posts a language change to the windows alive when it
+    // is delivered; delivered at once, it reaches only the windows open now, never one (or a
+    // message box) made in between, which would lose the texts we give its standard buttons.
+    const auto deliverNow = qScopeGuard([] {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LanguageChange);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LanguageChange); // the windows' own
+    });
+    if (installed) {
+        QCoreApplication::removeTranslator(installed.get());
+        installed.reset();
+    }
+    const QLocale::Language language = qtLanguageOf(code);
+    if (language == QLocale::C || language == QLocale::English)
+        return;
+    auto translator = std::make_unique<QTranslator>();
+    if (translator->load(QLocale(language), QStringLiteral("qtbase"), QStringLiteral("_"),
+            QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QCoreApplication::installTranslator(translator.get());
+        installed = std::move(translator);
+    } else {
+        TAPISOL_TRACE(QStringLiteral("M1 Langue: pas de traduction de Qt pour ") + code);
+    }
+}
 
 QString unescape(QStringView text)
 {
@@ -83,6 +137,7 @@ bool InterfaceTexts::load(const QString& code)
         m_texts.clear();
         return false;
     }
+    followWithQtTexts(m_code);
     return true;
 }
 

@@ -247,11 +247,26 @@ void FrmParam::build()
     m_tabs->addTab(notesTab(), langText(2511));
     m_tabs->addTab(generalTab(), langText(2512));
     m_tabs->setCurrentIndex(qMax(0, shown));
+    nameButtons();
+}
+
+void FrmParam::nameButtons()
+{
     m_buttons->button(QDialogButtonBox::Ok)->setText(langText(2600));
     m_buttons->button(QDialogButtonBox::Cancel)->setText(langText(2601));
     m_buttons->button(QDialogButtonBox::Apply)->setText(langText(2602));
     m_buttons->button(QDialogButtonBox::Help)->setText(langText(2603));
     m_buttons->button(QDialogButtonBox::Apply)->setToolTip(langText(2614));
+}
+
+bool FrmParam::event(QEvent* event)
+{
+    const bool handled = QDialog::event(event);
+    // Qt's translation, installed with the interface language, gives the standard buttons its own
+    // words (and letters) back when the change reaches the button box, after this window: ours win.
+    if (event->type() == QEvent::LanguageChange)
+        nameButtons();
+    return handled;
 }
 
 void FrmParam::retranslate()

@@ -69,12 +69,14 @@ public:
     void done(int result) override;
 
 protected:
+    bool event(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
     static QList<std::pair<QString, QString>> countriesByName();
     void build();
+    void nameButtons();
     QWidget* wallpaperTab();
     void buildSourceChoice(class QVBoxLayout* layout, QWidget* folderPage);
     QWidget* fittingTab();

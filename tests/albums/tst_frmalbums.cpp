@@ -16,6 +16,8 @@
 #include "FrmWait.h"
 #include "ImageDecoder.h"
 #include "InterfaceTexts.h"
+
+#include <QKeySequence>
 #include "ThumbnailGridModel.h"
 #include "ThumbnailView.h"
 #include "Volumes.h"
@@ -576,6 +578,9 @@ private slots:
         for (int i = 0; i < sort->count(); ++i)
             QVERIFY(sort->fontMetrics().horizontalAdvance(sort->itemText(i)) < sort->width());
         QVERIFY(window.frameGeometry().width() <= 1366 && window.frameGeometry().height() <= 768);
+        // Qt's own words (key names in the menus, standard buttons) follow the interface too.
+        QCOMPARE(QKeySequence(Qt::Key_Delete).toString(QKeySequence::NativeText),
+            language == QLatin1String("FRA") ? QStringLiteral("Suppr") : QStringLiteral("Del"));
     }
 };
 
