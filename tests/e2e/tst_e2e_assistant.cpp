@@ -87,6 +87,10 @@ private slots:
         const QString dialog = findWindow(picker);
         QVERIFY(!dialog.isEmpty());
         E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {dialog});
+        if (qEnvironmentVariableIsSet("TAPISOL_E2E_SHOTS")) {
+            E2eSession::run(QStringLiteral("import -window root"),
+                {qEnvironmentVariable("TAPISOL_E2E_SHOTS") + QStringLiteral("/picker-%1.png").arg(language)});
+        }
         E2eSession::keys(QStringLiteral("ctrl+a"));
         E2eSession::type(folder);
         E2eSession::keys(QStringLiteral("Escape")); // the completion list, not the dialog

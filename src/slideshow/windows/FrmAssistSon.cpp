@@ -51,6 +51,7 @@
 #include <QShortcut>
 #include <QSpinBox>
 #include <QSplitter>
+#include <QStandardPaths>
 #include <QStyle>
 #include <QTabWidget>
 #include <QToolButton>
@@ -802,16 +803,31 @@ void FrmAssistSon::addPictures()
     QStringList patterns;
     for (const QString& suffix : ProjectEditing::pictureSuffixes())
         patterns << QStringLiteral("*.") + suffix << QStringLiteral("*.") + suffix.toUpper();
-    const QStringList files = QFileDialog::getOpenFileNames(
-        this, langText(3224).remove(QLatin1Char('&')), QString(), langText(3241).arg(patterns.join(QLatin1Char(' '))));
+    const QStringList files = QFileDialog::getOpenFileNames(this, langText(3224).remove(QLatin1Char('&')),
+        pictureFolder(), langText(3241).arg(patterns.join(QLatin1Char(' '))));
+    if (!files.isEmpty())
+        registry().set(SettingNo::AlbLastRepImg, QFileInfo(files.first()).absolutePath());
     addPaths(files, -1);
 }
 
 void FrmAssistSon::askFolder()
 {
-    const QString folder = QFileDialog::getExistingDirectory(this, langText(3226).remove(QLatin1Char('&')));
-    if (!folder.isEmpty())
-        addFolder(folder);
+    const QString folder
+        = QFileDialog::getExistingDirectory(this, langText(3226).remove(QLatin1Char('&')), pictureFolder());
+    if (folder.isEmpty())
+        return;
+    registry().set(SettingNo::AlbLastRepImg, QFileInfo(folder).absolutePath());
+    addFolder(folder);
+}
+
+QString FrmAssistSon::pictureFolder()
+{
+    // Where pictures were last taken from, here or in the albums; else the user's pictures.
+    const QString last = registry().get(SettingNo::AlbLastRepImg).toString();
+    if (!last.isEmpty() && QFileInfo(last).isDir())
+        return last;
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    return QFileInfo(pictures).isDir() ? pictures : QDir::homePath();
 }
 
 void FrmAssistSon::addAlbumPage()

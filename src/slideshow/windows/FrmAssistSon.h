@@ -91,6 +91,7 @@ private:
     /// Plays the music or the comment file of the slide at its volume; a second press stops it.
     void toggleListening(QLineEdit* edit, QSpinBox* volume);
     void updateListenButtons();
+    static QString pictureFolder();
     /// Stops the sound started by a listen button, and only that one.
     void stopListening();
     void recordingEnded(const QString& file, const QString& error);
