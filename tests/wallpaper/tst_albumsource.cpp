@@ -332,33 +332,6 @@ private slots:
         QVERIFY(!changer.switchQuickSource());
         QCOMPARE(switched.size(), 1);
     }
-
-    // Ten thousand pictures on a hundred pages are read off the tray's thread; the figure is
-    // printed, and the bound leaves room for a slow machine.
-    void tenThousandPictures()
-    {
-        const qint64 album = AlbumStore::addAlbum(*m_db, QStringLiteral("Archives")).value_or(0);
-        // A hundred pages of a hundred pictures, made by SQL ("/mnt/<page>/IMG_<n>.JPG").
-        const QString hundred = QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n "
-                                               "WHERE i < 99) ");
-        const QStringList statements {
-            hundred + "INSERT INTO AlbumPages (Nom, DateCreation, DateModif, StateOpen) SELECT i, 1, 1, 0 FROM n",
-            QStringLiteral("INSERT INTO AlbumPagesRel (KeyAlbum, KeyPages, KeyParent) SELECT %1, KeyAuto, 0 "
-                           "FROM AlbumPages")
-                .arg(album),
-            hundred
-                + "INSERT INTO AlbumPictures (VolSerial, Path, ThumbPath, ImageDateTime) SELECT 7, '/mnt/' || "
-                  "p.KeyAuto || '/IMG_' || n.i || '.JPG', p.KeyAuto || '-' || n.i, 1 FROM AlbumPages p, n",
-            "INSERT INTO AlbumPicturesRel (KeyPages, KeyImages) SELECT CAST(substr(Path, 6, instr(substr(Path, 6), "
-            "'/') - 1) AS INTEGER), KeyAuto FROM AlbumPictures"};
-        for (const QString& statement : statements)
-            m_db->database().exec(statement.toStdString());
-        const auto result = read(SourceSelection::ofAlbum(album, 0));
-        QCOMPARE(result.list.pictureCount(), 10000);
-        QCOMPARE(result.list.count(), 1 + 100 + 10000);
-        qInfo("10,000 pictures on 100 pages read in %lld ms", result.elapsedMs);
-        QVERIFY(result.elapsedMs < 3000);
-    }
 };
 
 QTEST_MAIN(TestAlbumSource)
