@@ -181,14 +181,17 @@ private slots:
         QVERIFY(traced.contains(QStringLiteral("texte manquant 999")));
     }
 
-    // Every text the program shows exists in both shipped languages; a language without a file, or
-    // without help pages, falls back to French.
+    // Every text the program shows exists in both shipped languages, each on a line of its own; a
+    // language without a file, or without help pages, falls back to French.
     void shippedLanguages()
     {
+        traceToFile();
         InterfaceTexts french;
         InterfaceTexts english;
         QVERIFY(french.load(QStringLiteral("FRA")));
         QVERIFY(english.load(QStringLiteral("eng")));
+        // A text broken over two lines loses its second line: every line must be a whole text.
+        QVERIFY2(!readLog().contains(QStringLiteral("M1 Langue")), qPrintable(readLog()));
         for (int number : {246, 311, 363, 366, 367, 369, 370, 371, 372, 373, 374, 375, 380, 382, 383, 418, 422, 434,
                  532, 2002, 2026, 2106, 2107, 2111})
             QVERIFY2(french.contains(number) && english.contains(number), qPrintable(QString::number(number)));
