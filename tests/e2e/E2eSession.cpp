@@ -101,13 +101,21 @@ void E2eSession::type(const QString& text)
     QTest::qWait(300);
 }
 
+void E2eSession::pressKeyIn(const QString& window, const QString& key)
+{
+    run(QStringLiteral("xdotool key --window"), {window, key});
+    // When the window closes on the press, xdotool fails on the release it sends after and the
+    // server keeps the key down: its repeats would then answer every box opened later.
+    run(QStringLiteral("xdotool keyup"), {key});
+}
+
 bool E2eSession::pressReturnIn(const QString& pattern, bool wait)
 {
     const QString search = wait ? QStringLiteral("xdotool search --sync --onlyvisible --name")
                                 : QStringLiteral("xdotool search --onlyvisible --name");
     const QString window = run(search, {pattern}).section(QLatin1Char('\n'), 0, 0);
     if (!window.isEmpty())
-        run(QStringLiteral("xdotool key --window %1 Return").arg(window));
+        pressKeyIn(window, QStringLiteral("Return"));
     return !window.isEmpty();
 }
 

@@ -48,6 +48,8 @@ public:
     /// pause for the window to answer.
     static void keys(const QString& list);
     static void type(const QString& text);
+    /// Presses `key` in `window` (an X window id), which may close on it.
+    static void pressKeyIn(const QString& window, const QString& key);
     /// Presses Return in the first visible window whose name matches `pattern`, waiting for one
     /// when `wait` is set; false when there was none.
     static bool pressReturnIn(const QString& pattern, bool wait = true);

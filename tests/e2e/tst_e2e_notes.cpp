@@ -139,7 +139,7 @@ private slots:
         const QString date
             = E2eSession::sql(database(), QStringLiteral("SELECT Date FROM Agenda WHERE Numero = ") + half);
         E2eSession::run(QStringLiteral("xdotool windowactivate --sync"), {halfWindow});
-        E2eSession::run(QStringLiteral("xdotool key --window"), {halfWindow, QStringLiteral("Escape")});
+        E2eSession::pressKeyIn(halfWindow, QStringLiteral("Escape"));
         QVERIFY(s->waitForLog(QStringLiteral("AL Close ") + half));
         QCOMPARE(E2eSession::sql(database(),
                      QStringLiteral("SELECT Date - %1, Active FROM Agenda WHERE Numero = %2").arg(date, half)),

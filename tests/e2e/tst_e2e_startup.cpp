@@ -107,7 +107,7 @@ private slots:
         QVERIFY(s->log().contains(QStringLiteral("MODSTD ERRSEND")));
         const QString report = E2eSession::run(
             QStringLiteral("xdotool search --onlyvisible --name"), {QStringLiteral("Rapport d.erreur")});
-        E2eSession::run(QStringLiteral("xdotool key --window %1 Escape").arg(report.section(QLatin1Char('\n'), 0, 0)));
+        E2eSession::pressKeyIn(report.section(QLatin1Char('\n'), 0, 0), QStringLiteral("Escape"));
         QVERIFY(s->waitForLog(QStringLiteral("SY Load, End")));
         QVERIFY(s->command(9));
         QVERIFY(s->exit(tapisol));

@@ -274,10 +274,10 @@ private slots:
                                    .section(QLatin1Char('\n'), 0, 0);
         QVERIFY(!window.isEmpty());
         E2eSession::run(QStringLiteral("xdotool type --window %1 faux").arg(window));
-        E2eSession::run(QStringLiteral("xdotool key --window %1 Return").arg(window));
+        E2eSession::pressKeyIn(window, QStringLiteral("Return"));
         QTest::qWait(500);
         QCOMPARE(player->state(), QProcess::Running); // still asking
-        E2eSession::run(QStringLiteral("xdotool key --window %1 Escape").arg(window));
+        E2eSession::pressKeyIn(window, QStringLiteral("Escape"));
         QVERIFY(player->waitForFinished(10000));
         QCOMPARE(player->exitCode(), 5);
         QVERIFY(!playerLog().contains(QStringLiteral("DF Slide")));
