@@ -12,10 +12,12 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -33,10 +35,28 @@ QString& helperOverride()
 constexpr rlim_t kAddressHeadroom = rlim_t(4) << 30;
 constexpr int kStartMs = 5000;
 
+// Marks descriptors `first` to `last` close-on-exec. Async-signal-safe.
+void closeOnExec(unsigned first, unsigned last)
+{
+    if (first > last || ::close_range(first, last, CLOSE_RANGE_CLOEXEC) == 0)
+        return;
+    // A kernel older than 5.11: one descriptor at a time, up to the process's limit.
+    rlimit open {};
+    const rlim_t limit = ::getrlimit(RLIMIT_NOFILE, &open) == 0 ? std::min<rlim_t>(open.rlim_cur, 65536) : 4096;
+    for (rlim_t fd = first; fd <= last && fd < limit; ++fd)
+        ::fcntl(int(fd), F_SETFD, FD_CLOEXEC);
+}
+
 // Runs in the forked child before exec: only async-signal-safe calls.
 void limitChild(int pixelsFd, rlim_t dataBytes, rlim_t cpuSeconds)
 {
-    ::fcntl(pixelsFd, F_SETFD, 0); // the helper inherits the pixel file, nothing else does
+    // The helper inherits the pixel file and nothing else. A descriptor another thread or a
+    // library opened without close-on-exec (GStreamer's pipes to its plugin scanner, say) would
+    // otherwise stay open in the helper for its whole life, and whoever waits for the end of
+    // such a pipe would wait as long.
+    closeOnExec(3, unsigned(pixelsFd) - 1);
+    closeOnExec(unsigned(pixelsFd) + 1, ~0U);
+    ::fcntl(pixelsFd, F_SETFD, 0);
     const rlimit data {dataBytes, dataBytes};
     const rlimit address {dataBytes + kAddressHeadroom, dataBytes + kAddressHeadroom};
     const rlimit cpu {cpuSeconds, RLIM_INFINITY}; // the helper moves the soft limit per picture

@@ -11,6 +11,8 @@
 #include <QtTest>
 
 #include <csignal>
+#include <poll.h>
+#include <unistd.h>
 #include <sys/stat.h>
 
 namespace {
@@ -431,6 +433,24 @@ private slots:
         }
         for (int i = 0; i < 3; ++i)
             QVERIFY2(!decoder.decode(picture, QSize(8, 6), Qt::black, &error).isNull(), qPrintable(error));
+    }
+
+    // A pipe this process opened without close-on-exec is not held open by the helper: its
+    // reader still sees the end once the writer here closes it.
+    void helperInheritsOnlyThePixels()
+    {
+        int pipe[2];
+        QCOMPARE(::pipe(pipe), 0);
+        ImageDecoder decoder;
+        QString error;
+        QVERIFY2(!decoder.decode(fixture("quad.png"), {}, Qt::black, &error).isNull(), qPrintable(error));
+        QVERIFY(decoder.helperProcessId() > 0);
+        ::close(pipe[1]);
+        pollfd reader {pipe[0], POLLIN, 0};
+        const int ready = ::poll(&reader, 1, 0);
+        ::close(pipe[0]);
+        QCOMPARE(ready, 1);
+        QVERIFY(reader.revents & POLLHUP);
     }
 
     void missingHelperIsReported()
