@@ -14,4 +14,13 @@ if [[ ! -s "$tmp/display" ]]; then
 fi
 export DISPLAY=":$(head -n1 "$tmp/display")" QT_QPA_PLATFORM=xcb
 unset WAYLAND_DISPLAY
+# The accented letters of the French names the tests type get keys of their own. Otherwise
+# xdotool lends a key to each letter for the time of one press, and a loaded program can read the
+# press after the key was given back, seeing another letter or none.
+free=($(xmodmap -pke | awk 'NF == 3 { print $2 }'))
+i=0
+for letter in eacute egrave agrave ccedilla ugrave ecircumflex; do
+    ((i < ${#free[@]})) || break
+    xmodmap -e "keycode ${free[i]} = $letter" && i=$((i + 1))
+done
 dbus-run-session -- "$@"
