@@ -20,6 +20,7 @@
 #include "InterfaceTexts.h"
 #include "NoteObjects.h"
 #include "NoteStore.h"
+#include "SettingsTable.h"
 #include "SignalWatcher.h"
 #include "SingleInstance.h"
 #include "Trace.h"
@@ -36,6 +37,7 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace {
@@ -271,6 +273,7 @@ void Startup::loadTrayForm()
     parts.monitors = &m_monitors;
     loadNotes();
     parts.alarms = m_alarmScanner.get();
+    parts.settingsChanged = [this](const QList<int>& numbers) { followCalendarSettings(numbers); };
     parts.closeDatabase = [this] {
         // Alarm windows still open come back at the next start, and a note being written is kept:
         // both need the database, which closes after them.
@@ -364,6 +367,23 @@ void Startup::redrawCalendarOnDesktop()
         return;
     TAPISOL_TRACE(QStringLiteral("AG Desktop calendar redrawn"));
     m_changer->reapply();
+}
+
+// The calendar's colours, country or corner edited in the settings dialog (previewed, dropped or
+// written): the calendar window and the calendar on the desktop follow, the latter once a burst of
+// edits is over.
+void Startup::followCalendarSettings(const QList<int>& numbers)
+{
+    const bool calendar = std::any_of(numbers.cbegin(), numbers.cend(), [](int number) {
+        const SettingRow* row = settingRow(number);
+        return row && row->group == SettingGroup::Agenda;
+    });
+    if (!calendar)
+        return;
+    if (m_agenda)
+        m_agenda->followSettings();
+    if (m_calendarRedraw && registry().get(SettingNo::AgdSurLeBureau).toInt() != 0)
+        m_calendarRedraw->start();
 }
 
 void Startup::showAgenda()

@@ -81,6 +81,7 @@ private:
     void showAssistant();
     void setCalendarOnDesktop(bool on);
     void redrawCalendarOnDesktop();
+    void followCalendarSettings(const QList<int>& numbers);
     void finish();
 
     ClsMonitor m_monitors;

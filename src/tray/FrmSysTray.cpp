@@ -598,7 +598,11 @@ void FrmSysTray::showSettings()
     services.hotkeyText = [](int modifiers, int code) { return hotkeyText(modifiers, code); };
     services.autoMode = [this] { return m_schedule.isOn(); };
     services.setAutoMode = [this](bool on) { turnTimer(on); };
-    services.valuesChanged = [this](const QList<int>&) { refreshMenu(); };
+    services.valuesChanged = [this](const QList<int>& numbers) {
+        refreshMenu();
+        if (m_parts.settingsChanged)
+            m_parts.settingsChanged(numbers);
+    };
     services.captureHotkey = [](QWidget* parent, const QString& action, int modifiers, int code,
                                  const std::function<QString(int, int)>& boundTo) {
         return FrmHotKeys::capture(parent, action, modifiers, code, boundTo);

@@ -34,6 +34,8 @@ public:
         AlarmScanner* alarms = nullptr;
         Chime* chime = nullptr;
         std::function<void()> closeDatabase; // closes and compacts the database at exit
+        // Settings the settings dialog previewed, dropped or wrote: what shows them follows.
+        std::function<void(const QList<int>&)> settingsChanged;
     };
 
     explicit FrmSysTray(Parts parts, QWidget* parent = nullptr);

@@ -279,7 +279,8 @@ void TestE2eNotes::calendarOnTheDesktop()
     QVERIFY(tapisol);
     QVERIFY(s->waitForLog(QStringLiteral("SY Chg WP Changed")));
     QTest::qWait(500);
-    const QImage plain = screenshot(s->home().path() + QStringLiteral("/plain.png"));
+    const QImage plain
+        = screenshot(s->home().path() + QStringLiteral("/plain.png")).convertToFormat(QImage::Format_RGB32);
     QVERIFY(s->command(7));
     QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar on")));
     QTest::qWait(1000);
@@ -296,6 +297,33 @@ void TestE2eNotes::calendarOnTheDesktop()
     QVERIFY2(changedInCorner > 2000, qPrintable(QString::number(changedInCorner)));
     QCOMPARE(changedElsewhere, 0);
 
+    // Another corner chosen in the settings dialog shows on the desktop before it is applied;
+    // Escape drops it, and the calendar is back where it was. The dialog is moved off the screen
+    // to see the desktop.
+    const QRect topRight(plain.width() / 2, 0, plain.width() / 2, plain.height() / 3);
+    const QRect bottomRight(plain.width() / 2, plain.height() / 2, plain.width() / 2, plain.height() / 2);
+    const auto desktop = [this] {
+        return screenshot(s->home().path() + QStringLiteral("/desktop.png")).convertToFormat(QImage::Format_RGB32);
+    };
+    const QImage top = desktop();
+    QVERIFY(s->command(0));
+    const QString dialog = E2eSession::run(QStringLiteral("timeout 20 xdotool search --sync --onlyvisible --name"),
+        {QStringLiteral("Paramètres de Tapisol")})
+                               .section(QLatin1Char('\n'), 0, 0);
+    QVERIFY(!dialog.isEmpty());
+    E2eSession::run(QStringLiteral("xdotool windowfocus --sync"), {dialog});
+    const int redrawn = s->log().count(QStringLiteral("AG Desktop calendar redrawn"));
+    clickIn(dialog, 673, 24);          // the "Notes et agenda" tab
+    keys(QStringLiteral("alt+c End")); // the corner: bottom right
+    E2eSession::run(QStringLiteral("xdotool windowmove"), {dialog, QStringLiteral("-3000"), QStringLiteral("0")});
+    QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar redrawn"), redrawn + 1));
+    QTRY_VERIFY_WITH_TIMEOUT(desktop().copy(topRight) == plain.copy(topRight), 5000);
+    QVERIFY(desktop().copy(bottomRight) != plain.copy(bottomRight));
+    keys(QStringLiteral("Escape"));
+    QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar redrawn"), redrawn + 2));
+    QTRY_VERIFY_WITH_TIMEOUT(desktop() == top, 5000);
+    QCOMPARE(s->configFile().value(QStringLiteral("Agenda/CoinBureau"), 1).toInt(), 1);
+
     QVERIFY(s->exit(tapisol));
     settings.setValue(QStringLiteral("Paramètres/StartChange"), 0); // the start shows Tapisol.bmp again
     settings.sync();
@@ -303,12 +331,12 @@ void TestE2eNotes::calendarOnTheDesktop()
     QVERIFY(tapisol);
     QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar on"), 2)); // kept across the restart
     QTest::qWait(1500);
-    QVERIFY(screenshot(s->home().path() + QStringLiteral("/again.png")) != plain);
+    QVERIFY(desktop() != plain);
 
     QVERIFY(s->command(7));
     QVERIFY(s->waitForLog(QStringLiteral("AG Desktop calendar off")));
     QTest::qWait(1000);
-    QVERIFY(screenshot(s->home().path() + QStringLiteral("/after.png")) == plain);
+    QVERIFY(desktop() == plain);
     QVERIFY(s->exit(tapisol));
 }
 

@@ -152,6 +152,12 @@ void FrmAgenda::build()
     m_grid->setFocus();
 }
 
+void FrmAgenda::followSettings()
+{
+    applyLook();
+    reload(); // the holidays of another country
+}
+
 void FrmAgenda::applyLook()
 {
     const ClsRegistry& settings = registry();

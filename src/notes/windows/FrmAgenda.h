@@ -31,6 +31,8 @@ public slots:
     void refreshClock();
     /// Reads the month's notes again (a note saved, an alarm closed).
     void reload();
+    /// Takes the calendar's colours, font, opacity and country again from the settings.
+    void followSettings();
 
 signals:
     /// The user asked for the notes of `day`.
