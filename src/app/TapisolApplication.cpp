@@ -2,6 +2,7 @@
 
 #include "FrmSendRapport.h"
 #include "ReportSender.h"
+#include "TabKeys.h"
 
 #include <QEvent>
 #include <QWidget>
@@ -23,6 +24,7 @@ TapisolApplication::TapisolApplication(int& argc, char** argv)
 {
     // The tray icon is not a window: closing a report dialog or a note must not end the program.
     setQuitOnLastWindowClosed(false);
+    installEventFilter(new TabKeys(this));
 }
 
 bool TapisolApplication::notify(QObject* receiver, QEvent* event)
